@@ -1,0 +1,33 @@
+// The one door to Windows. Every call the add-on makes into the kernel,
+// Windows Installer (msi.dll), security or the shell is declared through
+// this header. On Windows it is the SDK; elsewhere the same names and
+// signatures are served by the emulated Windows machine in this folder, so
+// that an installer UI can be developed and tested on any machine.
+#pragma once
+
+#include <string>
+
+#ifdef _WIN32
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <windows.h>
+#include <msi.h>
+#include <msiquery.h>
+#include <shlobj.h>
+#else
+#include "platform/emulated/win_types.h"
+#include "platform/emulated/kernel32.h"
+#include "platform/emulated/msi.h"
+#include "platform/emulated/shell32.h"
+#endif
+
+static_assert(sizeof(WCHAR) == 2, "wide text is UTF-16 on both machines");
+
+namespace platform {
+
+// The wide string of the whole add-on: UTF-16 units, as the script engine
+// hands them over and as Windows takes them.
+using wstring = std::basic_string<WCHAR>;
+
+}  // namespace platform
