@@ -1,0 +1,29 @@
+// The add-on's module record, handed to the host from a static constructor
+// when the image is loaded. The record is not context-aware: the host calls
+// the initialisation once, in the first context that loads the module.
+#pragma once
+
+#include <node.h>
+
+// Defines the record for module `name` with initialisation `init`
+// (void init(v8::Local<v8::Object> exports)), and the exported constructor
+// _register_<name>_ that registers it.
+#ifdef _WIN32
+#pragma section(".CRT$XCU", read)
+#define INSTALLER_ORNEL_CONSTRUCTOR(fn)                          \
+  static void __cdecl fn(void);                                  \
+  __declspec(dllexport, allocate(".CRT$XCU")) void(__cdecl * fn##_)(void) = fn; \
+  static void __cdecl fn(void)
+#else
+#define INSTALLER_ORNEL_CONSTRUCTOR(fn) \
+  extern "C" __attribute__((visibility("default"), constructor)) void fn##_(void)
+#endif
+
+#define INSTALLER_ORNEL_MODULE(name, init)                                                  \
+  static void name##_initialize(v8::Local<v8::Object> exports, v8::Local<v8::Value>, void*) { \
+    init(exports);                                                                          \
+  }                                                                                         \
+  static node::node_module name##_module = {                                                \
+      NODE_MODULE_VERSION, 0, nullptr, __FILE__, name##_initialize, nullptr, #name,         \
+      nullptr, nullptr};                                                                    \
+  INSTALLER_ORNEL_CONSTRUCTOR(_register_##name) { node::node_module_register(&name##_module); }

@@ -1,0 +1,13 @@
+'use strict';
+// Loads the add-ons from the build directory (INSTALLER_ORNEL_BUILD_DIR or
+// build/ beside the repository root).
+const path = require('path');
+
+const buildDir = process.env.INSTALLER_ORNEL_BUILD_DIR || path.join(__dirname, '..', '..', 'build');
+
+module.exports = {
+  buildDir,
+  addonPath: (name) => path.join(buildDir, `${name}.node`),
+  main: () => require(path.join(buildDir, 'installer_ornel.node')),
+  shapes: () => require(path.join(buildDir, 'installer_ornel_test.node')),
+};
