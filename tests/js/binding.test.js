@@ -1,0 +1,136 @@
+'use strict';
+const test = require('node:test');
+const assert = require('node:assert');
+const { shapes } = require('./addons');
+
+const { query } = shapes();
+const s = query('shapes');
+const fails = (fn, message) => assert.throws(fn, (e) => e instanceof Error && e.message === message);
+
+test('bound methods are named functions on the service object', () => {
+  assert.strictEqual(s.echo.name, 'echo');
+  assert.ok(Object.prototype.hasOwnProperty.call(s, 'echo'));
+  // new is not refused by the engine, but its receiver is not the service.
+  assert.throws(() => new s.yes(), TypeError);
+});
+
+test('too few arguments fail with "Index is out of range"', () => {
+  fails(() => s.echo(), 'Index is out of range');
+  fails(() => s.textAndNumber('a'), 'Index is out of range');
+  fails(() => s.flagAndLevel(true), 'Index is out of range');
+  // A trailing function does not excuse a missing argument.
+  fails(() => s.textAndNumber(() => {}), 'Index is out of range');
+});
+
+test('arguments convert in the order of their shape', () => {
+  // First to last: argument 0 fails before the count is checked for argument 1.
+  fails(() => s.textAndNumber(5), 'Failed to convert to String type');
+  // Last to first: the count, then argument 1, then argument 0.
+  fails(() => s.flagAndLevel(5), 'Index is out of range');
+  fails(() => s.flagAndLevel(5, 'x'), 'Failed to convert to UInt32 type');
+  fails(() => s.flagAndLevel(5, 1), 'Failed to convert to Boolean type');
+  assert.strictEqual(s.textAndNumber('abc', 4), 3004);
+  assert.strictEqual(s.flagAndLevel(true, 41), 42);
+});
+
+test('extra arguments that are not a trailing function are ignored', () => {
+  assert.strictEqual(s.echo('a', 'b'), 'a');
+  assert.strictEqual(s.yes(1, 2, 3), true);
+  // A function alone stands at index 0 of a one-argument method: the call
+  // is synchronous and the function converts to the empty string.
+  assert.strictEqual(s.echo(() => 'x'), '');
+});
+
+test('native exceptions reach script with exactly their text', () => {
+  fails(() => s.fail('abcd'), 'msiProductInfo error: 4');
+  fails(() => s.failLogic(), 'Not implemented');
+});
+
+test('a failed call writes nothing back', () => {
+  const out = {};
+  fails(() => s.textAndNumber(out, 'x'), 'Failed to convert to Int32 type');
+  assert.deepStrictEqual(Object.keys(out), []);
+});
+
+test('a method called on anything but its service object throws a TypeError', () => {
+  const other = query('other');
+  const receivers = [undefined, {}, 42, 'text', Object.create(null), new Proxy({}, {}), other,
+    Object.create(other), [], () => {}];
+  const methods = Object.keys(s);
+  assert.ok(methods.length >= 20);
+  for (const name of methods) {
+    const method = s[name];
+    receivers.forEach((receiver, i) => {
+      assert.throws(() => method.call(receiver, 'a', 1), TypeError, `${name} on receiver ${i}`);
+    });
+    assert.throws(() => method('a', 1), TypeError, `${name} called alone`);
+  }
+  assert.throws(() => other.seven.call(s), TypeError);
+  // An object that shares the service's prototype is accepted.
+  const twin = Object.setPrototypeOf({}, Object.getPrototypeOf(s));
+  assert.strictEqual(s.minusOne.call(twin), -1);
+});
+
+test('a record object cannot stand in for a service', () => {
+  const box = {};
+  s.touch(box);
+  assert.throws(() => s.minusOne.call(box.value), TypeError);
+});
+
+const callAsync = (method, ...args) => new Promise((resolve) => {
+  const result = method.call(s, ...args, function callback(...values) {
+    resolve({ values, receiver: this });
+  });
+  assert.strictEqual(result, undefined);
+});
+
+test('every shape can be called asynchronously', async () => {
+  const cases = [
+    [s.yes, [], true], [s.minusOne, [], -1], [s.bigUnsigned, [], -1], [s.text, [], 'a\0b'],
+    [s.names, [], ['one', 'two', '']], [s.rows, [], [['a', 'b'], [], ['c']]],
+    [s.fromBoolean, [true], 1], [s.fromUnsigned, [7], 7], [s.fromSigned, [-7], -7],
+    [s.echo, ['hi'], 'hi'], [s.split, ['ab'], [['a', 'b']]], [s.threeSamples, [[]], 0],
+    [s.touch, [{ name: 'n', count: 1, delta: 2, flag: true, level: { label: '', amount: 0 } }], true],
+    [s.setText, [{}], 0], [s.textAndNumber, ['ab', 1], 2001], [s.flagAndLevel, [false, 9], 9],
+  ];
+  const results = await Promise.all(cases.map(([method, args]) => callAsync(method, ...args)));
+  results.forEach(({ values, receiver }, i) => {
+    assert.deepStrictEqual(values, [cases[i][2]], cases[i][0].name);
+    assert.strictEqual(receiver, undefined);
+  });
+});
+
+test('an asynchronous call writes nothing back', async () => {
+  const out = {};
+  await callAsync(s.setText, out);
+  assert.deepStrictEqual(Object.keys(out), []);
+});
+
+test('a conversion failure throws at once and the callback never runs', async () => {
+  let called = 0;
+  fails(() => s.echo(5, () => { called += 1; }), 'Failed to convert to String type');
+  fails(() => s.textAndNumber(() => { called += 1; }), 'Index is out of range');
+  await new Promise((resolve) => setTimeout(resolve, 50));
+  assert.strictEqual(called, 0);
+});
+
+test('a native exception in an asynchronous call never calls back', async () => {
+  let called = 0;
+  assert.strictEqual(s.fail('x', () => { called += 1; }), undefined);
+  await callAsync(s.sleep, 20);
+  assert.strictEqual(called, 0);
+});
+
+test('an exception thrown by the callback reaches uncaughtException', async () => {
+  const boom = new Error('from the callback');
+  const seen = new Promise((resolve) => {
+    const listeners = process.listeners('uncaughtException');
+    process.removeAllListeners('uncaughtException');
+    process.once('uncaughtException', (e) => {
+      listeners.forEach((l) => process.on('uncaughtException', l));
+      resolve(e);
+    });
+  });
+  s.yes(() => { throw boom; });
+  assert.strictEqual(await seen, boom);
+});
