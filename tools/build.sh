@@ -4,7 +4,12 @@ set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 bash "$root/tools/setup.sh"
 build="${INSTALLER_ORNEL_BUILD_DIR:-$root/build}"
-if [[ ! -f "$build/CMakeCache.txt" ]]; then
+if [[ ! -f "$build/CMakeCache.txt" || $# -gt 0 ]]; then
   cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@" >/dev/null
 fi
-cmake --build "$build" -j "$(nproc)" -- --no-print-directory
+# Quiet on success; the whole log on failure.
+log="$build/build.log"
+if ! cmake --build "$build" -j "$(nproc)" >"$log" 2>&1; then
+  cat "$log" >&2
+  exit 1
+fi
