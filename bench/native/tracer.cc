@@ -33,7 +33,7 @@ void ComparisonBaseline(benchmark::State& state) {
     benchmark::DoNotOptimize(passes);
   }
 }
-BENCHMARK(ComparisonBaseline);
+BENCHMARK(ComparisonBaseline)->Repetitions(5)->ReportAggregatesOnly(true);
 
 void FilteredTraceSite(benchmark::State& state) {
   std::uint32_t siteLevel = 800;
@@ -43,7 +43,7 @@ void FilteredTraceSite(benchmark::State& state) {
     INSTALLER_TRACE_SERVICE(siteLevel) << "Install failed: " << code;
   }
 }
-BENCHMARK(FilteredTraceSite);
+BENCHMARK(FilteredTraceSite)->Repetitions(5)->ReportAggregatesOnly(true);
 
 // The bytes of one traced line of WrittenLine, time stamp and CR LF included.
 const char kLine[] = "20:19:07\tbl\tApplication run 12345\r\n";
@@ -60,7 +60,7 @@ void RawFwriteFflush(benchmark::State& state) {
   }
   std::fclose(file);
 }
-BENCHMARK(RawFwriteFflush);
+BENCHMARK(RawFwriteFflush)->Repetitions(5)->ReportAggregatesOnly(true);
 
 void WrittenLine(benchmark::State& state) {
   auto tracer = getTracer();
@@ -74,14 +74,19 @@ void WrittenLine(benchmark::State& state) {
   }
   tracer->closeLogFile();
 }
-BENCHMARK(WrittenLine);
+BENCHMARK(WrittenLine)->Repetitions(5)->ReportAggregatesOnly(true);
 
-// Keeps each benchmark's time per iteration while printing the table.
+// Keeps each benchmark's time per iteration while printing the table: the
+// median of the repetitions where there are some, since file writes on a
+// shared machine are noisy.
 class RatioReporter : public benchmark::ConsoleReporter {
  public:
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) {
-      if (run.run_type == Run::RT_Iteration && !run.error_occurred) nanoseconds[run.run_name.function_name] = run.GetAdjustedRealTime();
+      if (run.error_occurred) continue;
+      const bool single = run.run_type == Run::RT_Iteration && run.repetitions <= 1;
+      const bool median = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
+      if (single || median) nanoseconds[run.run_name.function_name] = run.GetAdjustedRealTime();
     }
     ConsoleReporter::ReportRuns(runs);
   }
