@@ -1,8 +1,10 @@
 // The one door to Windows. Every call the add-on makes into the kernel,
 // Windows Installer (msi.dll), security or the shell is declared through
-// this header. On Windows it is the SDK; elsewhere the same names and
-// signatures are served by the emulated Windows machine in this folder, so
-// that an installer UI can be developed and tested on any machine.
+// this header, and so are the C runtime functions whose Windows behaviour
+// the host's C library does not share (locale conversions, localtime_s).
+// On Windows it is the SDK; elsewhere the same names and signatures are
+// served by the emulated Windows machine in this folder, so that an
+// installer UI can be developed and tested on any machine.
 #pragma once
 
 #include <string>
@@ -15,11 +17,15 @@
 #include <msi.h>
 #include <msiquery.h>
 #include <shlobj.h>
+#include <stdlib.h>
+#include <time.h>
+#include <wchar.h>
 #else
 #include "platform/emulated/win_types.h"
 #include "platform/emulated/kernel32.h"
 #include "platform/emulated/msi.h"
 #include "platform/emulated/shell32.h"
+#include "platform/emulated/crt.h"
 #endif
 
 static_assert(sizeof(WCHAR) == 2, "wide text is UTF-16 on both machines");

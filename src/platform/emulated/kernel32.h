@@ -4,5 +4,67 @@
 
 #include "platform/emulated/win_types.h"
 
+// Access rights (winnt.h). The generic rights expand to the specific ones as
+// the file system maps them.
+#define DELETE 0x00010000UL
+#define SYNCHRONIZE 0x00100000UL
+#define GENERIC_ALL 0x10000000UL
+#define GENERIC_EXECUTE 0x20000000UL
+#define GENERIC_WRITE 0x40000000UL
+#define GENERIC_READ 0x80000000UL
+#define FILE_READ_DATA 0x0001UL
+#define FILE_WRITE_DATA 0x0002UL
+#define FILE_APPEND_DATA 0x0004UL
+#define FILE_EXECUTE 0x0020UL
+
+// Share modes: what later opens of the same file may do while this one lasts.
+#define FILE_SHARE_READ 0x00000001UL
+#define FILE_SHARE_WRITE 0x00000002UL
+#define FILE_SHARE_DELETE 0x00000004UL
+
+// Creation dispositions.
+#define CREATE_NEW 1
+#define CREATE_ALWAYS 2
+#define OPEN_EXISTING 3
+#define OPEN_ALWAYS 4
+#define TRUNCATE_EXISTING 5
+
+// Attributes and flags.
+#define FILE_ATTRIBUTE_READONLY 0x00000001UL
+#define FILE_ATTRIBUTE_NORMAL 0x00000080UL
+#define FILE_FLAG_BACKUP_SEMANTICS 0x02000000UL
+
+typedef struct _SECURITY_ATTRIBUTES {
+  DWORD nLength;
+  LPVOID lpSecurityDescriptor;
+  BOOL bInheritHandle;
+} SECURITY_ATTRIBUTES, *PSECURITY_ATTRIBUTES, *LPSECURITY_ATTRIBUTES;
+
+// Positioned and asynchronous I/O are not emulated: handles of the emulated
+// machine are synchronous and I/O functions refuse an OVERLAPPED.
+typedef struct _OVERLAPPED {
+  ULONG_PTR Internal;
+  ULONG_PTR InternalHigh;
+  DWORD Offset;
+  DWORD OffsetHigh;
+  HANDLE hEvent;
+} OVERLAPPED, *LPOVERLAPPED;
+
 extern "C" {
+
+// The calling thread's last error code.
+DWORD GetLastError(void);
+void SetLastError(DWORD dwErrCode);
+
+// Files. The name is a Windows path, mapped onto the host by the machine's
+// drive mapping. Share modes are enforced between the opens of this process.
+HANDLE CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShareMode,
+                   LPSECURITY_ATTRIBUTES lpSecurityAttributes, DWORD dwCreationDisposition,
+                   DWORD dwFlagsAndAttributes, HANDLE hTemplateFile);
+BOOL WriteFile(HANDLE hFile, LPCVOID lpBuffer, DWORD nNumberOfBytesToWrite,
+               LPDWORD lpNumberOfBytesWritten, LPOVERLAPPED lpOverlapped);
+
+// Closes a handle of any kernel object.
+BOOL CloseHandle(HANDLE hObject);
+
 }  // extern "C"

@@ -25,6 +25,8 @@ typedef void* HWND;
 typedef void* HMODULE;
 typedef void* LPVOID;
 typedef const void* LPCVOID;
+typedef void* PVOID;
+typedef std::uintptr_t ULONG_PTR;
 typedef std::uint32_t MSIHANDLE;
 
 #ifndef TRUE
@@ -42,6 +44,7 @@ typedef std::uint32_t MSIHANDLE;
 #define ERROR_INVALID_FUNCTION 1L
 #define ERROR_FILE_NOT_FOUND 2L
 #define ERROR_PATH_NOT_FOUND 3L
+#define ERROR_TOO_MANY_OPEN_FILES 4L
 #define ERROR_ACCESS_DENIED 5L
 #define ERROR_INVALID_HANDLE 6L
 #define ERROR_NOT_ENOUGH_MEMORY 8L
@@ -71,4 +74,7 @@ typedef std::uint32_t MSIHANDLE;
 #define ERROR_INVALID_HANDLE_STATE 1609L
 #define ERROR_DATATYPE_MISMATCH 1629L
 #define ERROR_INVALID_DATA 13L
+#define ERROR_WRITE_PROTECT 19L
+#define ERROR_GEN_FAILURE 31L
+#define ERROR_FILENAME_EXCED_RANGE 206L
 #define ERROR_SUCCESS_REBOOT_REQUIRED 3010L

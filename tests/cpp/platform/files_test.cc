@@ -1,0 +1,228 @@
+// CreateFileW, WriteFile, CloseHandle and the last error, through the facade.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <thread>
+
+#include "platform/windows.h"
+
+namespace {
+
+class Files : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/ornel-files-XXXXXX";
+    root_ = ::mkdtemp(pattern);
+    ::setenv("INSTALLER_ORNEL_MACHINE", root_.c_str(), 1);
+    ASSERT_EQ(::mkdir((root_ + "/drive_c").c_str(), 0755), 0);
+    ASSERT_EQ(::mkdir((root_ + "/drive_c/Logs").c_str(), 0755), 0);
+  }
+  void TearDown() override {
+    std::string cmd = "rm -rf '" + root_ + "'";
+    (void)::system(cmd.c_str());
+    ::unsetenv("INSTALLER_ORNEL_MACHINE");
+  }
+
+  std::string hostFile(const std::string& relative) const { return root_ + "/drive_c/" + relative; }
+  std::string read(const std::string& relative) const {
+    std::ifstream in(hostFile(relative), std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+  }
+
+  static HANDLE open(const WCHAR* name, DWORD access, DWORD share, DWORD disposition, DWORD flags = 0) {
+    return CreateFileW(name, access, share, nullptr, disposition, flags, nullptr);
+  }
+  static bool write(HANDLE file, const std::string& text) {
+    DWORD written = 0;
+    return WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr) &&
+           written == text.size();
+  }
+
+  std::string root_;
+};
+
+TEST_F(Files, CreateNewCreatesOnceThenReportsTheFileExists) {
+  SetLastError(1234);
+  HANDLE file = open(u"C:\\Logs\\new.log", 0, FILE_SHARE_WRITE, CREATE_NEW);
+  ASSERT_NE(file, INVALID_HANDLE_VALUE);
+  EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
+  EXPECT_EQ(reinterpret_cast<std::uintptr_t>(file) % 4, 0u);
+  EXPECT_TRUE(CloseHandle(file));
+  struct stat st;
+  EXPECT_EQ(::stat(hostFile("Logs/new.log").c_str(), &st), 0);
+
+  EXPECT_EQ(open(u"C:\\Logs\\new.log", 0, FILE_SHARE_WRITE, CREATE_NEW), INVALID_HANDLE_VALUE);
+  EXPECT_EQ(GetLastError(), ERROR_FILE_EXISTS);
+  EXPECT_EQ(open(u"C:\\Logs", 0, FILE_SHARE_WRITE, CREATE_NEW), INVALID_HANDLE_VALUE);
+  EXPECT_EQ(GetLastError(), ERROR_FILE_EXISTS);
+}
+
+TEST_F(Files, MissingPathsTellTheDirectoryFromTheFile) {
+  EXPECT_EQ(open(u"C:\\NoSuchDir\\a.log", GENERIC_WRITE, 0, CREATE_NEW), INVALID_HANDLE_VALUE);
+  EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
+  EXPECT_EQ(open(u"C:\\NoSuchDir\\a.log", GENERIC_READ, 0, OPEN_EXISTING), INVALID_HANDLE_VALUE);
+  EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
+  EXPECT_EQ(open(u"C:\\Logs\\none.log", GENERIC_READ, 0, OPEN_EXISTING), INVALID_HANDLE_VALUE);
+  EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(open(u"", GENERIC_READ, 0, OPEN_EXISTING), INVALID_HANDLE_VALUE);
+  EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
+  EXPECT_EQ(open(nullptr, GENERIC_READ, 0, OPEN_EXISTING), INVALID_HANDLE_VALUE);
+  EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
+  // A file where a directory is expected.
+  HANDLE file = open(u"C:\\Logs\\plain", GENERIC_WRITE, 0, CREATE_NEW);
+  ASSERT_TRUE(CloseHandle(file));
+  EXPECT_EQ(open(u"C:\\Logs\\plain\\x.log", GENERIC_WRITE, 0, CREATE_NEW), INVALID_HANDLE_VALUE);
+  EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
+}
+
+TEST_F(Files, BadNamesAndParametersAreRefused) {
+  EXPECT_EQ(open(u"C:\\Logs\\a?b.log", GENERIC_WRITE, 0, CREATE_ALWAYS), INVALID_HANDLE_VALUE);
+  EXPECT_EQ(GetLastError(), ERROR_INVALID_NAME);
+  EXPECT_EQ(open(u"C:\\Logs\\a:b.log", GENERIC_WRITE, 0, CREATE_ALWAYS), INVALID_HANDLE_VALUE);
+  EXPECT_EQ(GetLastError(), ERROR_INVALID_NAME);
+  EXPECT_EQ(open(u"C:\\Logs\\a.log", GENERIC_WRITE, 0, 0), INVALID_HANDLE_VALUE);
+  EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(open(u"C:\\Logs\\a.log", GENERIC_READ, 0, TRUNCATE_EXISTING), INVALID_HANDLE_VALUE);
+  EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(open(u"\\\\server\\share\\a.log", GENERIC_READ, 0, OPEN_EXISTING), INVALID_HANDLE_VALUE);
+  EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
+}
+
+TEST_F(Files, DirectoriesAreNotFiles) {
+  EXPECT_EQ(open(u"C:\\Logs", GENERIC_WRITE, 0, OPEN_ALWAYS), INVALID_HANDLE_VALUE);
+  EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+  EXPECT_EQ(open(u"C:\\Logs", GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING), INVALID_HANDLE_VALUE);
+  EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+  HANDLE dir = open(u"C:\\Logs", GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS);
+  ASSERT_NE(dir, INVALID_HANDLE_VALUE);
+  EXPECT_TRUE(CloseHandle(dir));
+}
+
+TEST_F(Files, PermissionsAreAccessDenied) {
+  if (::geteuid() == 0) GTEST_SKIP() << "root passes every permission check";
+  ASSERT_EQ(::chmod(hostFile("Logs").c_str(), 0555), 0);
+  EXPECT_EQ(open(u"C:\\Logs\\a.log", GENERIC_WRITE, 0, CREATE_NEW), INVALID_HANDLE_VALUE);
+  EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+  ASSERT_EQ(::chmod(hostFile("Logs").c_str(), 0755), 0);
+}
+
+TEST_F(Files, AlwaysDispositionsReportAnExistingFile) {
+  HANDLE file = open(u"C:\\Logs\\a.log", GENERIC_WRITE, 0, OPEN_ALWAYS);
+  ASSERT_NE(file, INVALID_HANDLE_VALUE);
+  EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
+  EXPECT_TRUE(write(file, "first"));
+  EXPECT_TRUE(CloseHandle(file));
+
+  file = open(u"C:\\Logs\\a.log", GENERIC_WRITE, 0, OPEN_ALWAYS);
+  ASSERT_NE(file, INVALID_HANDLE_VALUE);
+  EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
+  EXPECT_TRUE(write(file, "F"));  // writes at the start: not an append handle
+  EXPECT_TRUE(CloseHandle(file));
+  EXPECT_EQ(read("Logs/a.log"), "First");
+
+  file = open(u"C:\\Logs\\a.log", GENERIC_WRITE, 0, CREATE_ALWAYS);
+  ASSERT_NE(file, INVALID_HANDLE_VALUE);
+  EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
+  EXPECT_TRUE(CloseHandle(file));
+  EXPECT_EQ(read("Logs/a.log"), "");
+}
+
+TEST_F(Files, ExistingNamesMatchWithoutCase) {
+  HANDLE file = open(u"C:\\Logs\\Trace.LOG", GENERIC_WRITE, 0, CREATE_NEW);
+  ASSERT_TRUE(write(file, "x"));
+  ASSERT_TRUE(CloseHandle(file));
+  EXPECT_EQ(open(u"c:\\LOGS\\trace.log", GENERIC_WRITE, 0, CREATE_NEW), INVALID_HANDLE_VALUE);
+  EXPECT_EQ(GetLastError(), ERROR_FILE_EXISTS);
+}
+
+TEST_F(Files, AppendHandlesWithDenyNoneSharingInterleaveWholeWrites) {
+  const DWORD denyNone = FILE_SHARE_READ | FILE_SHARE_WRITE;
+  HANDLE a = open(u"C:\\Logs\\shared.log", FILE_APPEND_DATA, denyNone, OPEN_ALWAYS);
+  HANDLE b = open(u"C:\\Logs\\shared.log", FILE_APPEND_DATA, denyNone, OPEN_ALWAYS);
+  ASSERT_NE(a, INVALID_HANDLE_VALUE);
+  ASSERT_NE(b, INVALID_HANDLE_VALUE);
+  EXPECT_NE(a, b);
+  EXPECT_TRUE(write(a, "one\r\n"));
+  EXPECT_TRUE(write(b, "two\r\n"));
+  EXPECT_TRUE(write(a, "three\r\n"));
+  EXPECT_TRUE(CloseHandle(a));
+  EXPECT_TRUE(CloseHandle(b));
+  EXPECT_EQ(read("Logs/shared.log"), "one\r\ntwo\r\nthree\r\n");
+}
+
+TEST_F(Files, ShareModesRefuseConflictingOpens) {
+  HANDLE exclusive = open(u"C:\\Logs\\locked.log", GENERIC_WRITE, 0, CREATE_NEW);
+  ASSERT_NE(exclusive, INVALID_HANDLE_VALUE);
+  ASSERT_TRUE(write(exclusive, "kept"));
+  EXPECT_EQ(open(u"C:\\Logs\\locked.log", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING),
+            INVALID_HANDLE_VALUE);
+  EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
+  // A refused open truncates nothing.
+  EXPECT_EQ(open(u"C:\\Logs\\locked.log", GENERIC_WRITE, FILE_SHARE_WRITE, CREATE_ALWAYS), INVALID_HANDLE_VALUE);
+  EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
+  // An open that touches no data is not checked.
+  HANDLE probe = open(u"C:\\Logs\\locked.log", 0, 0, OPEN_EXISTING);
+  ASSERT_NE(probe, INVALID_HANDLE_VALUE);
+  EXPECT_TRUE(CloseHandle(probe));
+  EXPECT_TRUE(CloseHandle(exclusive));
+  EXPECT_EQ(read("Logs/locked.log"), "kept");
+
+  // Once closed, the file opens again; a reader that shares reading only
+  // keeps writers out but lets other readers in.
+  HANDLE reader = open(u"C:\\Logs\\locked.log", GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
+  ASSERT_NE(reader, INVALID_HANDLE_VALUE);
+  HANDLE reader2 = open(u"C:\\Logs\\locked.log", GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
+  EXPECT_NE(reader2, INVALID_HANDLE_VALUE);
+  EXPECT_EQ(open(u"C:\\Logs\\locked.log", FILE_APPEND_DATA, FILE_SHARE_READ, OPEN_EXISTING), INVALID_HANDLE_VALUE);
+  EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
+  EXPECT_TRUE(CloseHandle(reader));
+  EXPECT_TRUE(CloseHandle(reader2));
+}
+
+TEST_F(Files, WriteFileChecksItsHandle) {
+  HANDLE file = open(u"C:\\Logs\\r.log", GENERIC_READ, FILE_SHARE_READ, CREATE_NEW);
+  ASSERT_NE(file, INVALID_HANDLE_VALUE);
+  DWORD written = 99;
+  EXPECT_FALSE(WriteFile(file, "x", 1, &written, nullptr));
+  EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+  EXPECT_EQ(written, 0u);
+  EXPECT_TRUE(CloseHandle(file));
+
+  EXPECT_FALSE(WriteFile(file, "x", 1, &written, nullptr));
+  EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+  EXPECT_FALSE(CloseHandle(file));
+  EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+  EXPECT_FALSE(CloseHandle(INVALID_HANDLE_VALUE));
+  EXPECT_FALSE(CloseHandle(nullptr));
+}
+
+TEST_F(Files, AFullDiskIsReported) {
+  HANDLE full = open(u"Z:\\dev\\full", GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING);
+  ASSERT_NE(full, INVALID_HANDLE_VALUE);
+  DWORD written = 99;
+  EXPECT_FALSE(WriteFile(full, "line\r\n", 6, &written, nullptr));
+  EXPECT_EQ(GetLastError(), ERROR_DISK_FULL);
+  EXPECT_EQ(written, 0u);
+  EXPECT_TRUE(CloseHandle(full));
+}
+
+TEST(LastError, BelongsToEachThread) {
+  SetLastError(ERROR_FILE_EXISTS);
+  DWORD seen = 1;
+  std::thread other([&] {
+    seen = GetLastError();
+    SetLastError(ERROR_ACCESS_DENIED);
+  });
+  other.join();
+  EXPECT_EQ(seen, ERROR_SUCCESS);
+  EXPECT_EQ(GetLastError(), ERROR_FILE_EXISTS);
+}
+
+}  // namespace

@@ -1,0 +1,195 @@
+// The trace file as a tracer writes it: levels, line sizes, the line
+// format, turning file tracing on and off, and failures.
+#include <unistd.h>
+
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "install/tracing/tracer.h"
+#include "install/tracing/trace_site.h"
+#include "machine_fixture.h"
+
+namespace {
+
+using installer::tracing::Tracer;
+using Strings = std::vector<std::string>;
+
+class TracerFile : public tracing_test::MachineTest {
+ protected:
+  void SetUp() override {
+    MachineTest::SetUp();
+    tracer_ = std::make_unique<Tracer>(creationTime());
+    ASSERT_EQ(tracer_->setLogDirectory(u"C:\\Logs"), 0u);
+  }
+  // Destroys the tracer, which writes its last line, and reads the file.
+  Strings finish() {
+    tracer_.reset();
+    return traceLines(traceFile());
+  }
+  std::unique_ptr<Tracer> tracer_;
+};
+
+TEST_F(TracerFile, LinesPassWhenTheirLevelIsNotAboveTheTraceLevel) {
+  ASSERT_EQ(tracer_->openLogFile(), 0u);
+  tracer_->traceText(u"at 700", 700);
+  tracer_->traceText(u"at 701", 701);
+  tracer_->traceText(u"at 0", 0);
+  tracer_->traceText(u"at -1", static_cast<std::uint32_t>(-1));
+  tracer_->setTraceLevel(4294967294u);
+  tracer_->traceText(u"at -1 under 4294967294", 4294967295u);
+  tracer_->traceText(u"at 800 under 4294967294", 800);
+  tracer_->setTraceLevel(4294967295u);
+  tracer_->traceText(u"at -1 under 4294967295", 4294967295u);
+  tracer_->setTraceLevel(0);
+  tracer_->traceText(u"at 700 under 0", 700);
+  tracer_->traceText(u"at 0 under 0", 0);
+  // "tracer closed" needs level 700 or more.
+  EXPECT_EQ(finish(), (Strings{"at 700", "at 0", "at 800 under 4294967294", "at -1 under 4294967295", "at 0 under 0"}));
+}
+
+TEST_F(TracerFile, ALongLineIsDroppedWholeBelowLevel1000AndWrittenWholeFrom1000) {
+  ASSERT_EQ(tracer_->openLogFile(), 0u);
+  const std::u16string line600(600, u'x');
+  tracer_->traceText(line600, 700);
+  tracer_->traceText(std::u16string(512, u'y'), 700);  // fits exactly
+  tracer_->setTraceLevel(999);
+  tracer_->traceText(line600, 700);
+  tracer_->setTraceLevel(1000);
+  tracer_->traceText(line600, 700);
+  // Three bytes a unit: 1500 bytes from a 512-byte record.
+  tracer_->traceText(std::u16string(500, u'\u20ac'), 700);
+  std::string euros;
+  for (int i = 0; i < 500; ++i) euros += "\xe2\x82\xac";
+  EXPECT_EQ(finish(), (Strings{std::string(512, 'y'), std::string(600, 'x'), euros, "tracer closed"}));
+}
+
+TEST_F(TracerFile, EachLineIsTimeStampTabTextCrLf) {
+  ASSERT_EQ(tracer_->openLogFile(), 0u);
+  const time_t before = ::time(nullptr);
+  INSTALLER_TRACE_TO(*tracer_, 700) << installer::tracing::kServicePrefix << "Application run";
+  const time_t after = ::time(nullptr);
+  tracer_.reset();
+  const std::string content = read(traceFile());
+  ASSERT_EQ(content.size(), 9 + 3 + 15 + 2 + 9 + 13 + 2) << content;
+  EXPECT_EQ(content.substr(8), "\tbl\tApplication run\r\n" + content.substr(29, 9) + "tracer closed\r\n");
+  // The stamp is the local (here UTC) time of writing.
+  char stamp[16];
+  bool matched = false;
+  for (time_t t = before; t <= after && !matched; ++t) {
+    std::tm utc{};
+    ::gmtime_r(&t, &utc);
+    ::strftime(stamp, sizeof stamp, "%H:%M:%S\t", &utc);
+    matched = content.compare(0, 9, stamp) == 0;
+  }
+  EXPECT_TRUE(matched) << content.substr(0, 9);
+}
+
+TEST_F(TracerFile, LineFeedsInsideALineAreStoredAsCrLfLikeATextModeFile) {
+  ASSERT_EQ(tracer_->openLogFile(), 0u);
+  tracer_->traceText(u"one\ntwo", 700);
+  tracer_.reset();
+  EXPECT_EQ(read(traceFile()).substr(8, 11), "\tone\r\ntwo\r\n");
+}
+
+TEST_F(TracerFile, LinesKeepAppendingAcrossTurningTracingOffAndOn) {
+  {
+    std::ofstream earlier(traceFile(), std::ios::binary);
+    earlier << "00:00:00\tearlier run\r\n";
+  }
+  ASSERT_EQ(tracer_->openLogFile(), 0u);
+  tracer_->traceText(u"first", 700);
+  tracer_->closeLogFile();
+  EXPECT_FALSE(tracer_->isLogFileOpen());
+  tracer_->traceText(u"while off", 700);
+  tracer_->closeLogFile();  // already off: nothing happens
+  ASSERT_EQ(tracer_->openLogFile(), 0u);
+  EXPECT_TRUE(tracer_->isLogFileOpen());
+  tracer_->traceText(u"second", 700);
+  EXPECT_EQ(finish(), (Strings{"earlier run", "first", "second", "tracer closed"}));
+}
+
+TEST_F(TracerFile, ARepeatedOpenChangesNothing) {
+  ASSERT_EQ(tracer_->openLogFile(), 0u);
+  tracer_->traceText(u"before", 700);
+  EXPECT_EQ(tracer_->openLogFile(), 0u);
+  EXPECT_TRUE(tracer_->isLogFileOpen());
+  tracer_->traceText(u"after", 700);
+  EXPECT_EQ(finish(), (Strings{"before", "after", "tracer closed"}));
+}
+
+TEST_F(TracerFile, AMissingDirectoryFailsTheOpenAndTracingStaysOff) {
+  Tracer tracer(creationTime());
+  tracer.setLogDirectory(u"C:\\NoSuchDir");
+  EXPECT_EQ(tracer.openLogFile(), 0x8000004Bu);
+  EXPECT_FALSE(tracer.isLogFileOpen());
+  tracer.traceText(u"lost", 700);
+  EXPECT_FALSE(exists(hostPath("NoSuchDir")));
+  // Once the directory exists, the next open succeeds.
+  ASSERT_EQ(::mkdir(hostPath("NoSuchDir").c_str(), 0755), 0);
+  EXPECT_EQ(tracer.openLogFile(), 0u);
+}
+
+TEST_F(TracerFile, AnUnwritableFileFailsTheOpen) {
+  // A directory where the trace file should be.
+  ASSERT_EQ(::mkdir(traceFile().c_str(), 0755), 0);
+  EXPECT_EQ(tracer_->openLogFile(), 0x8000004Bu);
+  EXPECT_FALSE(tracer_->isLogFileOpen());
+}
+
+TEST_F(TracerFile, AFullDiskStopsWritingUntilTheNextOpen) {
+  ASSERT_EQ(::symlink("/dev/full", traceFile().c_str()), 0);
+  ASSERT_EQ(tracer_->openLogFile(), 0u);
+  tracer_->traceText(u"lost to a full disk", 700);
+  tracer_->traceText(u"not tried", 700);
+  EXPECT_TRUE(tracer_->isLogFileOpen());
+  tracer_->closeLogFile();
+  ASSERT_EQ(::unlink(traceFile().c_str()), 0);
+  ASSERT_EQ(tracer_->openLogFile(), 0u);
+  tracer_->traceText(u"written again", 700);
+  EXPECT_EQ(finish(), (Strings{"written again", "tracer closed"}));
+}
+
+TEST_F(TracerFile, TracerClosedIsTheLastLineOnlyWithTracingOnAtLevel700) {
+  tracer_.reset();
+  EXPECT_FALSE(exists(traceFile()));
+
+  tracer_ = std::make_unique<Tracer>(creationTime());
+  tracer_->setLogDirectory(u"C:\\Logs");
+  ASSERT_EQ(tracer_->openLogFile(), 0u);
+  tracer_->setTraceLevel(699);
+  EXPECT_EQ(finish(), Strings{});
+}
+
+TEST_F(TracerFile, ConcurrentLinesNeverInterleave) {
+  ASSERT_EQ(tracer_->openLogFile(), 0u);
+  tracer_->setTraceLevel(1000);
+  constexpr int kThreads = 8;
+  constexpr int kLines = 300;
+  auto lineOf = [](int thread, int i) {
+    // Lengths vary from a few bytes to beyond one record.
+    return "t" + std::to_string(thread) + " " + std::to_string(i) + " " +
+           std::string((thread * 131 + i * 17) % 700, static_cast<char>('a' + thread));
+  };
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&, t] {
+      for (int i = 0; i < kLines; ++i) INSTALLER_TRACE_TO(*tracer_, 700) << lineOf(t, i);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  Strings lines = finish();
+  ASSERT_EQ(lines.size(), size_t{kThreads * kLines + 1});
+  EXPECT_EQ(lines.back(), "tracer closed");
+  lines.pop_back();
+  // Every line is whole, and each thread's lines come in its order.
+  std::vector<int> next(kThreads, 0);
+  for (const std::string& line : lines) {
+    int thread = line[1] - '0';
+    ASSERT_TRUE(thread >= 0 && thread < kThreads) << line;
+    ASSERT_EQ(line, lineOf(thread, next[thread])) << line;
+    ++next[thread];
+  }
+}
+
+}  // namespace
