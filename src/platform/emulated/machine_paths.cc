@@ -23,10 +23,11 @@ void makeDirectories(const std::string& path) {
   }
 }
 
+// "" when the current directory is gone (deleted under the process).
 std::string currentDirectory() {
   std::vector<char> buffer(4096);
   while (::getcwd(buffer.data(), buffer.size()) == nullptr) {
-    if (errno != ERANGE) return "/";
+    if (errno != ERANGE) return {};
     buffer.resize(buffer.size() * 2);
   }
   return buffer.data();
@@ -125,20 +126,23 @@ std::string toHostPath(std::u16string_view path) {
     return {};
 
   std::string base;
+  bool relative = false;
   if (path.size() >= 2 && path[1] == u':' && isDriveLetter(path[0])) {
     base = driveRoot(path[0]);
     path.remove_prefix(2);
   } else if (path[0] == u'\\' || path[0] == u'/') {
     // Rooted without a drive: the drive of the current directory.
-    std::u16string cwd = toWindowsPath(currentDirectory());
-    base = driveRoot(cwd[0]);
+    std::string cwd = currentDirectory();
+    base = cwd.empty() ? "/" : driveRoot(toWindowsPath(cwd)[0]);
   } else {
     base = currentDirectory();
+    if (base.empty()) return {};
+    relative = true;
   }
 
   std::vector<std::string> parts = splitHost(base);
   // ".." never climbs above a drive's root, as on Windows.
-  const size_t floor = base == currentDirectory() ? 0 : parts.size();
+  const size_t floor = relative ? 0 : parts.size();
   for (std::string& part : splitWindows(path)) {
     if (part == "..") {
       if (parts.size() > floor) parts.pop_back();

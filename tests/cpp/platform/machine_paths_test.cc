@@ -50,6 +50,19 @@ TEST_F(MachinePaths, RelativePathsFollowTheCurrentDirectory) {
   ASSERT_EQ(::chdir(old.c_str()), 0);
 }
 
+TEST_F(MachinePaths, RelativePathsFailOnceTheCurrentDirectoryIsGone) {
+  char buffer[4096];
+  ASSERT_NE(::getcwd(buffer, sizeof buffer), nullptr);
+  std::string old = buffer;
+  std::string gone = root_ + "/gone";
+  ASSERT_EQ(::mkdir(gone.c_str(), 0755), 0);
+  ASSERT_EQ(::chdir(gone.c_str()), 0);
+  ASSERT_EQ(::rmdir(gone.c_str()), 0);
+  EXPECT_EQ(emulated::toHostPath(u"trace.log"), "");
+  EXPECT_EQ(emulated::toHostPath(u"C:\\trace.log"), root_ + "/drive_c/trace.log");
+  ASSERT_EQ(::chdir(old.c_str()), 0);
+}
+
 TEST_F(MachinePaths, ExistingNamesMatchWithoutCase) {
   ASSERT_EQ(::mkdir((root_ + "/drive_c/Setup").c_str(), 0755), 0);
   EXPECT_EQ(emulated::toHostPath(u"C:\\SETUP\\New File.txt"), root_ + "/drive_c/Setup/New File.txt");
