@@ -6,15 +6,11 @@
 #include <new>
 
 #include "framework/objptr.h"
+#include "framework/standard_errors.h"
 
 namespace qor {
 
 // Thrown when an allocator returns no memory.
-class bad_alloc : public std::bad_alloc {
- public:
-  const char* what() const noexcept override { return "bad allocation"; }
-};
-
 class IAllocator : public IRefCounted {
  public:
   static constexpr InterfaceId kIid{"qor::IAllocator"};

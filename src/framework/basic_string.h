@@ -104,11 +104,13 @@ class basic_string_t {
     return splice(size_, text, length, "qor::basic_string_t::reserve_extra()");
   }
   basic_string_t& append(view_type text) { return append(text.data(), text.size()); }
+  basic_string_t& append(const CharT* text) { return append(view_type(text)); }
   basic_string_t& append(const basic_string_t& text) {
     return append(text.data_, text.size_);
   }
   basic_string_t& push_back(CharT unit) { return append(&unit, 1); }
   basic_string_t& operator+=(view_type text) { return append(text); }
+  basic_string_t& operator+=(const CharT* text) { return append(text); }
   basic_string_t& operator+=(const basic_string_t& text) { return append(text); }
 
   // Inserts before `position`, which may be size() to append.

@@ -6,6 +6,10 @@
 #include <thread>
 #include <vector>
 
+#include "framework/allocator.h"
+#include "framework/basic_string.h"
+#include "framework/check.h"
+#include "framework/result.h"
 #include "install/installer_ornel/interop_helpers/module_record.h"
 #include "install/installer_ornel/interop_helpers/object_registry.h"
 
@@ -123,6 +127,30 @@ class Shapes {
   }
   std::int32_t failLogic() { throw std::logic_error("Not implemented"); }
 
+  // The framework's own failures, as service code meets them.
+  std::int32_t failCheck(std::uint32_t& win32Error) {
+    return QOR_CHECK(qor::resultFromWin32Error(win32Error));
+  }
+  std::int32_t failLength(std::int32_t& where) {
+    static const WCHAR unit[] = u"x";
+    qor::string_t text(u"abc");
+    if (where == 0) qor::string_t tooLong(unit, qor::string_t::kMaxSize + 1);
+    if (where == 1) text.reserve(qor::string_t::kMaxSize);
+    if (where == 2) text.insert(1, unit, qor::string_t::kMaxSize - 3);
+    return static_cast<std::int32_t>(text.size());
+  }
+  std::int32_t failAllocation() {
+    qor::string_t text(qor::makeObject<RefusingAllocator>());
+    text.append(u"longer than the inline buffer");
+    return 0;
+  }
+
+  class RefusingAllocator : public qor::RefCounted<qor::IAllocator> {
+   public:
+    void* allocate(std::size_t) noexcept override { return nullptr; }
+    void deallocate(void*, std::size_t) noexcept override {}
+  };
+
   // Blocks its worker for `ms` milliseconds, then answers it.
   std::int32_t sleep(std::int32_t& ms) {
     std::this_thread::sleep_for(std::chrono::milliseconds(ms));
@@ -150,6 +178,9 @@ class Shapes {
     bindMethod(holder, "flagAndLevel", &Shapes::flagAndLevel);
     bindMethod(holder, "fail", &Shapes::fail);
     bindMethod(holder, "failLogic", &Shapes::failLogic);
+    bindMethod(holder, "failCheck", &Shapes::failCheck);
+    bindMethod(holder, "failLength", &Shapes::failLength);
+    bindMethod(holder, "failAllocation", &Shapes::failAllocation);
     bindMethod(holder, "sleep", &Shapes::sleep);
   }
 };

@@ -44,6 +44,13 @@ test('extra arguments that are not a trailing function are ignored', () => {
 test('native exceptions reach script with exactly their text', () => {
   fails(() => s.fail('abcd'), 'msiProductInfo error: 4');
   fails(() => s.failLogic(), 'Not implemented');
+  fails(() => s.failCheck(2), 'CheckFailedException');
+  assert.strictEqual(s.failCheck(0), 0);
+  fails(() => s.failLength(0), 'qor::basic_string_t constructor');
+  fails(() => s.failLength(1), 'qor::basic_string_t::reserve_extra()');
+  fails(() => s.failLength(2), 'qor::basic_string_t::resize_extra_at');
+  assert.strictEqual(s.failLength(3), 3);
+  fails(() => s.failAllocation(), 'bad allocation');
 });
 
 test('a failed call writes nothing back', () => {

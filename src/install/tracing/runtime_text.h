@@ -5,26 +5,16 @@
 // 256 or more has no narrow form.
 #pragma once
 
-#include <new>
 #include <string>
 #include <string_view>
-#include <typeinfo>
 
+#include "framework/standard_errors.h"
 #include "platform/windows.h"
 
 namespace installer::tracing {
 
-// The standard conversion failures, with the texts that reach the script
-// ("bad cast", "bad allocation") whatever the C++ library calls them.
-class BadCast : public std::bad_cast {
- public:
-  const char* what() const noexcept override { return "bad cast"; }
-};
-
-class BadAllocation : public std::bad_alloc {
- public:
-  const char* what() const noexcept override { return "bad allocation"; }
-};
+using BadCast = qor::bad_cast;
+using BadAllocation = qor::bad_alloc;
 
 // Throws BadCast when a character has no narrow form, BadAllocation when
 // memory runs out.
