@@ -24,6 +24,7 @@
 #include "platform/emulated/win_types.h"
 #include "platform/emulated/kernel32.h"
 #include "platform/emulated/msi.h"
+#include "platform/emulated/msi_products.h"
 #include "platform/emulated/shell32.h"
 #include "platform/emulated/crt.h"
 #endif

@@ -34,6 +34,14 @@
 #define FILE_ATTRIBUTE_NORMAL 0x00000080UL
 #define FILE_FLAG_BACKUP_SEMANTICS 0x02000000UL
 
+// Event rights and waits.
+#define EVENT_MODIFY_STATE 0x0002UL
+#define EVENT_ALL_ACCESS 0x1F0003UL
+#define INFINITE 0xFFFFFFFFUL
+#define WAIT_OBJECT_0 0x00000000UL
+#define WAIT_ABANDONED 0x00000080UL
+#define WAIT_FAILED 0xFFFFFFFFUL
+
 typedef struct _SECURITY_ATTRIBUTES {
   DWORD nLength;
   LPVOID lpSecurityDescriptor;
@@ -66,5 +74,16 @@ BOOL WriteFile(HANDLE hFile, LPCVOID lpBuffer, DWORD nNumberOfBytesToWrite,
 
 // Closes a handle of any kernel object.
 BOOL CloseHandle(HANDLE hObject);
+
+// The path of the executable (hModule null) as a Windows path; truncated to
+// nSize units with ERROR_INSUFFICIENT_BUFFER when the buffer is too short.
+DWORD GetModuleFileNameW(HMODULE hModule, LPWSTR lpFilename, DWORD nSize);
+
+// Named events, shared between the processes of one emulated machine. A
+// missing event gives null with ERROR_FILE_NOT_FOUND.
+HANDLE OpenEventW(DWORD dwDesiredAccess, BOOL bInheritHandle, LPCWSTR lpName);
+BOOL SetEvent(HANDLE hEvent);
+BOOL ResetEvent(HANDLE hEvent);
+DWORD WaitForSingleObject(HANDLE hHandle, DWORD dwMilliseconds);
 
 }  // extern "C"
