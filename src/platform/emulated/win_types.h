@@ -27,6 +27,15 @@ typedef void* LPVOID;
 typedef const void* LPCVOID;
 typedef std::uint32_t MSIHANDLE;
 
+#ifndef _FILETIME_
+#define _FILETIME_
+// 100-nanosecond intervals since 1601-01-01 UTC, split as Windows splits it.
+typedef struct _FILETIME {
+  DWORD dwLowDateTime;
+  DWORD dwHighDateTime;
+} FILETIME, *PFILETIME, *LPFILETIME;
+#endif
+
 #ifndef TRUE
 #define TRUE 1
 #endif
