@@ -14,7 +14,8 @@ namespace emulated {
 
 namespace {
 
-constexpr UINT kMaxFields = 65535;
+// Windows allows 65535 fields; libmsi's records stop one short.
+constexpr UINT kMaxFields = 65534;
 
 bool beyondLastField(LibmsiRecord* record, UINT field) { return field > libmsi_record_get_field_count(record); }
 
