@@ -1,5 +1,7 @@
 // The process-wide table of Windows Installer handles, and MsiCloseHandle.
-#include <unordered_map>
+#include <atomic>
+#include <cstdint>
+#include <vector>
 
 #include "platform/emulated/msi.h"
 #include "platform/emulated/msi_objects.h"
@@ -8,40 +10,72 @@ namespace emulated {
 
 namespace {
 
-// The table's mutex covers only the map and the counter; objects are used
-// and finished outside it, through the shared pointers handed out.
+// Handles count up and each value has one slot, its low bits: a lookup is
+// an index and a compare, and adding or removing a handle allocates nothing
+// (the installer opens and closes one record handle per row read). A value
+// whose slot is taken is skipped. At most half the slots are used; growing
+// the table keeps every value's slot distinct, since a larger mask only adds
+// bits. The mutex covers the slots and the counter; objects are used and
+// finished outside it, through the shared pointers handed out.
 class HandleTable {
  public:
   MSIHANDLE add(std::shared_ptr<HandleObject> object) {
     std::lock_guard<std::mutex> guard(mutex_);
-    if (objects_.size() >= kMaxHandles) return 0;
+    if (count_ >= kMaxHandles) return 0;
+    if (2 * (count_ + 1) > slots_.size()) grow();
     MSIHANDLE handle = next_;
-    while (handle == 0 || objects_.count(handle) != 0) ++handle;
+    while (handle == 0 || slots_[handle & mask()].handle != 0) ++handle;
     next_ = handle + 1;
-    objects_.emplace(handle, std::move(object));
+    Slot& slot = slots_[handle & mask()];
+    slot.handle = handle;
+    slot.object = std::move(object);
+    ++count_;
     return handle;
   }
 
   std::shared_ptr<HandleObject> find(MSIHANDLE handle) {
     std::lock_guard<std::mutex> guard(mutex_);
-    auto it = objects_.find(handle);
-    return it == objects_.end() ? nullptr : it->second;
+    const Slot& slot = slots_[handle & mask()];
+    return slot.handle == handle ? slot.object : nullptr;
   }
 
   std::shared_ptr<HandleObject> remove(MSIHANDLE handle) {
     std::lock_guard<std::mutex> guard(mutex_);
-    auto it = objects_.find(handle);
-    if (it == objects_.end()) return nullptr;
-    std::shared_ptr<HandleObject> object = std::move(it->second);
-    objects_.erase(it);
-    return object;
+    Slot& slot = slots_[handle & mask()];
+    if (slot.handle != handle) return nullptr;
+    slot.handle = 0;
+    --count_;
+    removals_.fetch_add(1, std::memory_order_release);
+    return std::move(slot.object);
   }
 
+  // Counts every removal; a value found while it stays the same is still
+  // the value's object.
+  std::uint64_t removals() const { return removals_.load(std::memory_order_acquire); }
+
  private:
-  // Far below 2^32, so the search for a free value always ends.
+  struct Slot {
+    MSIHANDLE handle = 0;  // 0: free
+    std::shared_ptr<HandleObject> object;
+  };
+  // Far below 2^31, so the search for a free value always ends.
   static constexpr size_t kMaxHandles = size_t{1} << 24;
+
+  size_t mask() const { return slots_.size() - 1; }
+
+  void grow() {
+    std::vector<Slot> larger(slots_.size() * 2);
+    const size_t largerMask = larger.size() - 1;
+    for (Slot& slot : slots_) {
+      if (slot.handle != 0) larger[slot.handle & largerMask] = std::move(slot);
+    }
+    slots_.swap(larger);
+  }
+
   std::mutex mutex_;
-  std::unordered_map<MSIHANDLE, std::shared_ptr<HandleObject>> objects_;
+  std::atomic<std::uint64_t> removals_{0};
+  std::vector<Slot> slots_ = std::vector<Slot>(64);
+  size_t count_ = 0;
   MSIHANDLE next_ = 1;
 };
 
@@ -67,6 +101,29 @@ std::shared_ptr<HandleObject> unregisterHandle(MSIHANDLE handle) {
   return table().remove(handle);
 }
 
+namespace {
+
+struct LastRecord {
+  MSIHANDLE handle = 0;
+  std::uint64_t removals = 0;
+  std::shared_ptr<RecordObject> record;
+};
+thread_local LastRecord lastRecord;
+
+}  // namespace
+
+RecordRef findRecord(MSIHANDLE handle) {
+  if (handle == 0) return {};
+  const std::uint64_t removals = table().removals();
+  if (lastRecord.handle == handle && lastRecord.removals == removals) return RecordRef(lastRecord.record.get(), nullptr);
+  std::shared_ptr<RecordObject> record = findHandleOf<RecordObject>(handle);
+  if (!record) return {};
+  RecordObject* found = record.get();
+  if (record->readsFromDatabase()) return RecordRef(found, std::move(record));
+  lastRecord = LastRecord{handle, removals, std::move(record)};
+  return RecordRef(found, nullptr);
+}
+
 UINT releaseObject(std::shared_ptr<HandleObject> object) {
   // Out of the table, no new owner can appear: a count of 1 means this
   // caller is the last, and nobody else can be finishing it.
@@ -80,5 +137,7 @@ extern "C" UINT MsiCloseHandle(MSIHANDLE hAny) {
   if (hAny == 0) return ERROR_SUCCESS;
   std::shared_ptr<emulated::HandleObject> object = emulated::unregisterHandle(hAny);
   if (!object) return ERROR_INVALID_HANDLE;
+  // This thread's last record must not keep the object from finishing.
+  if (emulated::lastRecord.handle == hAny) emulated::lastRecord = emulated::LastRecord{};
   return emulated::releaseObject(std::move(object));
 }

@@ -135,15 +135,20 @@ class RecordObject : public HandleObject {
   ~RecordObject() override;
 
   LibmsiRecord* get() const { return record_.get(); }
+  bool readsFromDatabase() const { return source_ != nullptr; }
 
-  // The UTF-16 text of one field, kept from the sizing call of
-  // MsiRecordGetStringW to the copying call so that libmsi converts it once.
-  // Any change to the record drops it.
+  // The text of one field, kept from the sizing call of MsiRecordGetStringW
+  // to the copying call so that libmsi copies it out once. ASCII text (the
+  // usual case) stays in libmsi's copy and is widened straight into the
+  // caller's buffer; other text is converted to UTF-16 here. Any change to
+  // the record drops it.
   struct TextCache {
     bool valid = false;
     UINT field = 0;
     UINT code = ERROR_SUCCESS;
-    std::u16string text;
+    std::unique_ptr<gchar, decltype(&g_free)> ascii{nullptr, &g_free};
+    std::u16string wide;
+    size_t length = 0;
   };
   TextCache& textCache() { return textCache_; }
   void changed() { textCache_.valid = false; }
@@ -186,6 +191,26 @@ std::shared_ptr<T> findHandleOf(MSIHANDLE handle) {
   if (!object || object->kind() != T::kKind) return nullptr;
   return std::static_pointer_cast<T>(std::move(object));
 }
+
+// The record behind `handle` for one call of a record function; empty for
+// a handle that is not a record. Reading a row asks for the same record
+// several times in a row, so each thread keeps the last record it found,
+// with a strong reference, and trusts it for as long as no handle at all
+// has been closed since. A record that reads from its database (a row with
+// streams) is only held for the call: its release, which lets the database
+// go, must not wait for this thread's next lookup.
+class RecordRef {
+ public:
+  RecordRef() = default;
+  RecordRef(RecordObject* record, std::shared_ptr<RecordObject> hold) : record_(record), hold_(std::move(hold)) {}
+  explicit operator bool() const { return record_ != nullptr; }
+  RecordObject* operator->() const { return record_; }
+
+ private:
+  RecordObject* record_ = nullptr;
+  std::shared_ptr<RecordObject> hold_;
+};
+RecordRef findRecord(MSIHANDLE handle);
 
 // Lets go of one owner; when it was the last, finishes the object and
 // returns finish()'s code. Otherwise the last owner finishes it later.

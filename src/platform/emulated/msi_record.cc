@@ -19,33 +19,59 @@ constexpr UINT kMaxFields = 65534;
 
 bool beyondLastField(LibmsiRecord* record, UINT field) { return field > libmsi_record_get_field_count(record); }
 
-// The field as Windows renders it: "" for a null field or one past the
-// last, the number for an integer, 1804 for a stream.
-RecordObject::TextCache fieldText(LibmsiRecord* record, UINT field) {
-  RecordObject::TextCache text;
+bool isAscii(const gchar* text, size_t& length) {
+  size_t n = 0;
+  for (; text[n] != 0; ++n) {
+    if (static_cast<unsigned char>(text[n]) >= 0x80) return false;
+  }
+  length = n;
+  return true;
+}
+
+// Fills `text` with the field as Windows renders it: "" for a null field or
+// one past the last, the number for an integer, 1804 for a stream.
+void loadFieldText(LibmsiRecord* record, UINT field, RecordObject::TextCache& text) {
   text.valid = true;
   text.field = field;
-  if (beyondLastField(record, field) || libmsi_record_is_null(record, field)) return text;
+  text.code = ERROR_SUCCESS;
+  text.ascii.reset();
+  text.wide.clear();
+  text.length = 0;
+  // libmsi counts a field past the last as null.
+  if (libmsi_record_is_null(record, field)) return;
   gchar* utf8 = libmsi_record_get_string(record, field);
   if (utf8 == nullptr) {
     text.code = ERROR_INVALID_DATATYPE;
-    return text;
+    return;
   }
-  text.text = utf8ToUtf16(utf8);
+  if (isAscii(utf8, text.length)) {
+    text.ascii.reset(utf8);
+    return;
+  }
+  text.wide = utf8ToUtf16(utf8);
+  text.length = text.wide.size();
   g_free(utf8);
-  return text;
 }
 
-// Copies as much of `text` as fits, always terminated, and applies the
+void copyUnits(const RecordObject::TextCache& text, WCHAR* out, size_t count) {
+  if (text.ascii) {
+    const gchar* in = text.ascii.get();
+    for (size_t i = 0; i < count; ++i) out[i] = static_cast<WCHAR>(in[i]);
+  } else {
+    std::memcpy(out, text.wide.data(), count * sizeof(WCHAR));
+  }
+}
+
+// Copies as much of the text as fits, always terminated, and applies the
 // sizing contract: the size is counted without the terminator, and a buffer
 // that cannot hold text plus terminator gives 234.
-UINT copyOut(const std::u16string& text, LPWSTR buffer, LPDWORD size) {
-  const DWORD length = static_cast<DWORD>(text.size());
+UINT copyOut(const RecordObject::TextCache& text, LPWSTR buffer, LPDWORD size) {
+  const DWORD length = static_cast<DWORD>(text.length);
   UINT code = ERROR_SUCCESS;
   if (buffer != nullptr) {
     if (*size > 0) {
       const DWORD copied = length < *size ? length : *size - 1;
-      std::memcpy(buffer, text.data(), copied * sizeof(WCHAR));
+      copyUnits(text, buffer, copied);
       buffer[copied] = 0;
     }
     if (*size <= length) code = ERROR_MORE_DATA;
@@ -84,7 +110,7 @@ extern "C" MSIHANDLE MsiCreateRecord(UINT cParams) {
 }
 
 extern "C" UINT MsiRecordGetFieldCount(MSIHANDLE hRecord) {
-  std::shared_ptr<RecordObject> record = findHandleOf<RecordObject>(hRecord);
+  RecordRef record = findRecord(hRecord);
   if (!record) return static_cast<UINT>(-1);
   return libmsi_record_get_field_count(record->get());
 }
@@ -92,32 +118,33 @@ extern "C" UINT MsiRecordGetFieldCount(MSIHANDLE hRecord) {
 // Windows documents ERROR_INVALID_HANDLE as a possible result of this BOOL
 // function, and callers that test for non-zero read it as "null".
 extern "C" BOOL MsiRecordIsNull(MSIHANDLE hRecord, UINT iField) {
-  std::shared_ptr<RecordObject> record = findHandleOf<RecordObject>(hRecord);
+  RecordRef record = findRecord(hRecord);
   if (!record) return ERROR_INVALID_HANDLE;
   return libmsi_record_is_null(record->get(), iField) ? TRUE : FALSE;
 }
 
 extern "C" UINT MsiRecordGetStringW(MSIHANDLE hRecord, UINT iField, LPWSTR szValueBuf, LPDWORD pcchValueBuf) {
-  std::shared_ptr<RecordObject> record = findHandleOf<RecordObject>(hRecord);
+  RecordRef record = findRecord(hRecord);
   if (!record) return ERROR_INVALID_HANDLE;
   if (pcchValueBuf == nullptr) return ERROR_INVALID_PARAMETER;
   RecordObject::TextCache& cache = record->textCache();
-  if (!cache.valid || cache.field != iField) cache = fieldText(record->get(), iField);
+  if (!cache.valid || cache.field != iField) loadFieldText(record->get(), iField, cache);
   if (cache.code != ERROR_SUCCESS) return cache.code;
-  return copyOut(cache.text, szValueBuf, pcchValueBuf);
+  return copyOut(cache, szValueBuf, pcchValueBuf);
 }
 
 extern "C" int MsiRecordGetInteger(MSIHANDLE hRecord, UINT iField) {
-  std::shared_ptr<RecordObject> record = findHandleOf<RecordObject>(hRecord);
+  RecordRef record = findRecord(hRecord);
   if (!record) return static_cast<int>(MSI_NULL_INTEGER);
   LibmsiRecord* raw = record->get();
-  if (beyondLastField(raw, iField) || libmsi_record_is_null(raw, iField)) return static_cast<int>(MSI_NULL_INTEGER);
+  // libmsi counts a field past the last as null.
+  if (libmsi_record_is_null(raw, iField)) return static_cast<int>(MSI_NULL_INTEGER);
   // A text field that holds a number gives the number, as on Windows.
   return libmsi_record_get_int(raw, iField);
 }
 
 extern "C" UINT MsiRecordSetStringW(MSIHANDLE hRecord, UINT iField, LPCWSTR szValue) {
-  std::shared_ptr<RecordObject> record = findHandleOf<RecordObject>(hRecord);
+  RecordRef record = findRecord(hRecord);
   if (!record) return ERROR_INVALID_HANDLE;
   if (beyondLastField(record->get(), iField)) return ERROR_INVALID_PARAMETER;
   record->changed();
@@ -132,7 +159,7 @@ extern "C" UINT MsiRecordSetStringW(MSIHANDLE hRecord, UINT iField, LPCWSTR szVa
 }
 
 extern "C" UINT MsiRecordSetInteger(MSIHANDLE hRecord, UINT iField, int iValue) {
-  std::shared_ptr<RecordObject> record = findHandleOf<RecordObject>(hRecord);
+  RecordRef record = findRecord(hRecord);
   if (!record) return ERROR_INVALID_HANDLE;
   if (beyondLastField(record->get(), iField)) return ERROR_INVALID_PARAMETER;
   record->changed();

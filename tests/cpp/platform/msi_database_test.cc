@@ -2,6 +2,8 @@
 // MsiCloseHandle of the emulated machine, on real packages.
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include "msi_test_helpers.h"
 
 namespace {
@@ -68,6 +70,27 @@ TEST(MsiOpenDatabase, DirectModeCommitsWhenTheLastHandleCloses) {
   EXPECT_EQ(view.close(), UINT(ERROR_SUCCESS));
   EXPECT_EQ(propertyOf(copy.path, u"ADDED"), u"yes");
   EXPECT_EQ(propertyOf(copy.path, u"ProductName"), u"Ornel Sample");
+}
+
+// A row with a stream still reads from its database, so it keeps the
+// database open; the commit follows the row's close, on whichever thread.
+TEST(MsiOpenDatabase, ARowWithAStreamIsTheLastHandle) {
+  PackageCopy copy("product", "stream-row");
+  Handle database;
+  ASSERT_EQ(MsiOpenDatabaseW(copy.path.c_str(), MSIDBOPEN_DIRECT, database.out()), UINT(ERROR_SUCCESS));
+  ASSERT_EQ(runSql(database, kInsertRow), UINT(ERROR_SUCCESS));
+  Handle view;
+  ASSERT_EQ(msi_test::openView(database, u"SELECT `Name`, `Data` FROM `Binary`", view), UINT(ERROR_SUCCESS));
+  MSIHANDLE row = 0;
+  ASSERT_EQ(MsiViewFetch(view, &row), UINT(ERROR_SUCCESS));
+  EXPECT_EQ(msi_test::fieldText(row, 1), u"Blob");
+  view.close();
+  database.close();
+  EXPECT_EQ(propertyOf(copy.path, u"ADDED"), u"<missing>");
+  UINT closed = 99;
+  std::thread([&] { closed = MsiCloseHandle(row); }).join();
+  EXPECT_EQ(closed, UINT(ERROR_SUCCESS));
+  EXPECT_EQ(propertyOf(copy.path, u"ADDED"), u"yes");
 }
 
 TEST(MsiOpenDatabase, TransactModeWritesOnlyOnCommit) {
