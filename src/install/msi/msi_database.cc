@@ -4,7 +4,7 @@ namespace installer {
 namespace msi_wrapper {
 
 MsiDatabaseImpl::MsiDatabaseImpl(platform::wstring path, bool writable) : path_(std::move(path)) {
-  openError_ = MsiOpenDatabaseW(path_.c_str(), writable ? MSIDBOPEN_DIRECT : MSIDBOPEN_READONLY, database_.receive());
+  openError_ = MsiOpenDatabaseW(path_.c_str(), writable ? directPersist() : readOnlyPersist(), database_.receive());
 }
 
 std::uint32_t MsiDatabaseImpl::openView(const platform::wstring& query, std::unique_ptr<MsiView>& view) {

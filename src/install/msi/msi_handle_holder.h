@@ -40,5 +40,10 @@ class MsiHandleHolder {
   MSIHANDLE handle_ = 0;
 };
 
+// The persist values of MsiOpenDatabaseW as its wide parameter: the SDK
+// types them as LPCTSTR, which is narrow in a build without UNICODE.
+inline LPCWSTR readOnlyPersist() { return reinterpret_cast<LPCWSTR>(MSIDBOPEN_READONLY); }
+inline LPCWSTR directPersist() { return reinterpret_cast<LPCWSTR>(MSIDBOPEN_DIRECT); }
+
 }  // namespace msi_wrapper
 }  // namespace installer

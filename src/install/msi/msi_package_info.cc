@@ -11,7 +11,7 @@ constexpr UINT kRevisionNumberProperty = 9;
 }  // namespace
 
 MsiPackageInfo::MsiPackageInfo(const platform::wstring& path) {
-  openError_ = MsiOpenDatabaseW(path.c_str(), MSIDBOPEN_READONLY, database_.receive());
+  openError_ = MsiOpenDatabaseW(path.c_str(), readOnlyPersist(), database_.receive());
   // After a failed open this asks about handle 0 and fails in turn.
   summaryError_ = MsiGetSummaryInformationW(database_.get(), nullptr, 0, summary_.receive());
 }

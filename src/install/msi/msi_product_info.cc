@@ -17,7 +17,7 @@ platform::wstring programFilesFolder() {
 }  // namespace
 
 MsiProductInfo::MsiProductInfo(platform::wstring path) : path_(std::move(path)) {
-  openError_ = MsiOpenDatabaseW(path_.c_str(), MSIDBOPEN_READONLY, database_.receive());
+  openError_ = MsiOpenDatabaseW(path_.c_str(), readOnlyPersist(), database_.receive());
   packageInfo_ = openMsiPackageInfo(path_);
 }
 

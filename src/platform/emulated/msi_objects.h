@@ -15,8 +15,11 @@
 //   release. Views and summaries of one database thus never run in parallel;
 //   separate databases do;
 // - a record is a plain copy of a row: its calls take no lock, and one
-//   record handle is used by one thread at a time.
-// Lock order: handle table mutex, then nothing; database lock, then nothing.
+//   record handle is used by one thread at a time. Each thread remembers
+//   the last record it looked up (findRecord); a row with streams is the
+//   exception, it reads from its database and is released under its lock.
+// Lock order: handle table mutex, then nothing; database lock, then GLib's
+// own locks only. The table is never entered with a database lock held.
 #pragma once
 
 #include <libmsi.h>
