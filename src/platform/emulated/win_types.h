@@ -29,6 +29,15 @@ typedef void* PVOID;
 typedef std::uintptr_t ULONG_PTR;
 typedef std::uint32_t MSIHANDLE;
 
+#ifndef _FILETIME_
+#define _FILETIME_
+// 100-nanosecond intervals since 1601-01-01 UTC, split as Windows splits it.
+typedef struct _FILETIME {
+  DWORD dwLowDateTime;
+  DWORD dwHighDateTime;
+} FILETIME, *PFILETIME, *LPFILETIME;
+#endif
+
 #ifndef TRUE
 #define TRUE 1
 #endif

@@ -1,0 +1,53 @@
+// SHGetSpecialFolderPathW and the machine's shell folders.
+#include "platform/emulated/shell_folders.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+#include <string>
+
+#include "platform/emulated/machine_paths.h"
+#include "platform/emulated/shell32.h"
+
+namespace emulated {
+
+namespace {
+
+struct ShellFolder {
+  int csidl;
+  const char16_t* path;
+};
+
+constexpr ShellFolder kDefaultFolders[] = {
+    {CSIDL_PROGRAM_FILES, u"C:\\Program Files"},
+};
+
+}  // namespace
+
+static bool makeHostDirectories(const std::string& path) {
+  for (size_t pos = 1; pos <= path.size(); ++pos) {
+    if (pos != path.size() && path[pos] != '/') continue;
+    const std::string prefix = path.substr(0, pos);
+    if (::mkdir(prefix.c_str(), 0755) != 0 && errno != EEXIST) return false;
+  }
+  return true;
+}
+
+std::u16string shellFolderPath(int csidl) {
+  for (const ShellFolder& folder : kDefaultFolders) {
+    if (folder.csidl == csidl) return folder.path;
+  }
+  return {};
+}
+
+}  // namespace emulated
+
+extern "C" BOOL SHGetSpecialFolderPathW(HWND hwndOwner, LPWSTR pszPath, int csidl, BOOL fCreate) {
+  if (pszPath == nullptr) return FALSE;
+  const std::u16string path = emulated::shellFolderPath(csidl & ~CSIDL_FLAG_MASK);
+  if (path.empty() || path.size() >= MAX_PATH) return FALSE;
+  if (fCreate && !emulated::makeHostDirectories(emulated::toHostPath(path))) return FALSE;
+  std::memcpy(pszPath, path.c_str(), (path.size() + 1) * sizeof(WCHAR));
+  return TRUE;
+}

@@ -1,0 +1,147 @@
+// MsiCreateRecord and the MsiRecord* functions of the emulated machine.
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "msi_test_helpers.h"
+#include "platform/emulated/libmsi_runtime.h"
+
+namespace {
+
+using msi_test::fieldText;
+using msi_test::Handle;
+using test_packages::fixture;
+
+TEST(MsiRecordGetString, SizeIsCountedWithoutTheTerminator) {
+  Handle record(MsiCreateRecord(1));
+  ASSERT_EQ(MsiRecordSetStringW(record, 1, u"abcdefghij"), UINT(ERROR_SUCCESS));
+  DWORD size = 0;
+  EXPECT_EQ(MsiRecordGetStringW(record, 1, nullptr, &size), UINT(ERROR_SUCCESS));
+  EXPECT_EQ(size, DWORD(10));
+
+  WCHAR exact[11];
+  size = 11;
+  EXPECT_EQ(MsiRecordGetStringW(record, 1, exact, &size), UINT(ERROR_SUCCESS));
+  EXPECT_EQ(std::u16string(exact), u"abcdefghij");
+  EXPECT_EQ(size, DWORD(10));
+
+  WCHAR tooShort[10];
+  size = 10;
+  EXPECT_EQ(MsiRecordGetStringW(record, 1, tooShort, &size), UINT(ERROR_MORE_DATA));
+  EXPECT_EQ(std::u16string(tooShort), u"abcdefghi");
+  EXPECT_EQ(size, DWORD(10));
+
+  WCHAR untouched[1] = {u'x'};
+  size = 0;
+  EXPECT_EQ(MsiRecordGetStringW(record, 1, untouched, &size), UINT(ERROR_MORE_DATA));
+  EXPECT_EQ(untouched[0], u'x');
+  EXPECT_EQ(MsiRecordGetStringW(record, 1, exact, nullptr), UINT(ERROR_INVALID_PARAMETER));
+}
+
+TEST(MsiRecordGetString, NullEmptyAndAbsentFieldsReadAsEmpty) {
+  Handle record(MsiCreateRecord(3));
+  MsiRecordSetStringW(record, 2, u"");
+  MsiRecordSetStringW(record, 3, u"x");
+  MsiRecordSetStringW(record, 3, nullptr);
+  for (UINT field : {1u, 2u, 3u, 4u, 100u}) {
+    EXPECT_TRUE(MsiRecordIsNull(record, field)) << field;
+    WCHAR buffer[4] = {u'z', u'z', u'z', 0};
+    DWORD size = 4;
+    EXPECT_EQ(MsiRecordGetStringW(record, field, buffer, &size), UINT(ERROR_SUCCESS)) << field;
+    EXPECT_EQ(size, DWORD(0));
+    EXPECT_EQ(buffer[0], u'\0');
+  }
+}
+
+TEST(MsiRecordGetString, IntegersReadAsText) {
+  Handle record(MsiCreateRecord(1));
+  MsiRecordSetInteger(record, 1, -2147483647);
+  EXPECT_EQ(fieldText(record, 1), u"-2147483647");
+  EXPECT_FALSE(MsiRecordIsNull(record, 1));
+}
+
+// libmsi warns when asked for the integer of a null field, and stores
+// MSI_NULL_INTEGER as a number. Windows does neither.
+TEST(MsiRecordInteger, NullIntegerIsANullField) {
+  Handle record(MsiCreateRecord(2));
+  const size_t warningsBefore = emulated::libmsiWarningCount();
+  EXPECT_EQ(MsiRecordGetInteger(record, 1), int(MSI_NULL_INTEGER));
+  EXPECT_EQ(MsiRecordGetInteger(record, 3), int(MSI_NULL_INTEGER));
+  EXPECT_EQ(emulated::libmsiWarningCount(), warningsBefore);
+
+  MsiRecordSetInteger(record, 1, 7);
+  EXPECT_FALSE(MsiRecordIsNull(record, 1));
+  EXPECT_EQ(MsiRecordSetInteger(record, 1, int(MSI_NULL_INTEGER)), UINT(ERROR_SUCCESS));
+  EXPECT_TRUE(MsiRecordIsNull(record, 1));
+  EXPECT_EQ(fieldText(record, 1), u"");
+
+  MsiRecordSetStringW(record, 2, u"-42");
+  EXPECT_EQ(MsiRecordGetInteger(record, 2), -42);
+  MsiRecordSetStringW(record, 2, u"4x2");
+  EXPECT_EQ(MsiRecordGetInteger(record, 2), int(MSI_NULL_INTEGER));
+}
+
+TEST(MsiRecord, FieldCountAndBounds) {
+  Handle record(MsiCreateRecord(2));
+  EXPECT_EQ(MsiRecordGetFieldCount(record), UINT(2));
+  EXPECT_EQ(MsiRecordSetStringW(record, 3, u"x"), UINT(ERROR_INVALID_PARAMETER));
+  EXPECT_EQ(MsiRecordSetInteger(record, 3, 1), UINT(ERROR_INVALID_PARAMETER));
+  // Field 0 exists in every record.
+  EXPECT_EQ(MsiRecordSetStringW(record, 0, u"[1]"), UINT(ERROR_SUCCESS));
+  EXPECT_EQ(fieldText(record, 0), u"[1]");
+  // libmsi's limit, one below Windows', fails cleanly.
+  const size_t warningsBefore = emulated::libmsiWarningCount();
+  EXPECT_EQ(MsiCreateRecord(65535), MSIHANDLE(0));
+  EXPECT_EQ(emulated::libmsiWarningCount(), warningsBefore);
+  Handle largest(MsiCreateRecord(65534));
+  EXPECT_EQ(MsiRecordGetFieldCount(largest), UINT(65534));
+}
+
+TEST(MsiRecord, InvalidHandlesAnswerAsWindowsDoes) {
+  EXPECT_EQ(MsiRecordGetFieldCount(0), UINT(-1));
+  EXPECT_EQ(MsiRecordIsNull(0, 1), BOOL(ERROR_INVALID_HANDLE));
+  EXPECT_EQ(MsiRecordGetInteger(0, 1), int(MSI_NULL_INTEGER));
+  DWORD size = 0;
+  EXPECT_EQ(MsiRecordGetStringW(0, 1, nullptr, &size), UINT(ERROR_INVALID_HANDLE));
+  EXPECT_EQ(MsiRecordSetStringW(0, 1, u"x"), UINT(ERROR_INVALID_HANDLE));
+  EXPECT_EQ(MsiRecordSetInteger(0, 1, 1), UINT(ERROR_INVALID_HANDLE));
+}
+
+TEST(MsiRecord, FetchedRowsKeepTheirTypes) {
+  Handle database;
+  ASSERT_EQ(MsiOpenDatabaseW(fixture("product").c_str(), MSIDBOPEN_READONLY, database.out()), UINT(ERROR_SUCCESS));
+  Handle view;
+  ASSERT_EQ(msi_test::openView(database, u"SELECT `Name`, `Text`, `Number` FROM `Fields`", view), UINT(ERROR_SUCCESS));
+  std::set<std::u16string> rows;
+  for (;;) {
+    Handle row;
+    if (MsiViewFetch(view, row.out()) != ERROR_SUCCESS) break;
+    rows.insert(fieldText(row, 1) + u"|" + fieldText(row, 2) + u"|" + fieldText(row, 3) + u"|" +
+                (MsiRecordIsNull(row, 2) ? u"null" : u"set") + u"|" +
+                (MsiRecordGetInteger(row, 3) == int(MSI_NULL_INTEGER) ? u"nullint" : u"int"));
+  }
+  EXPECT_EQ(rows, (std::set<std::u16string>{u"exact|abcdefghijklmnopqrstuvwxyz|26|set|int", u"null|||null|nullint",
+                                            u"numeric|-42|-42|set|int"}));
+}
+
+// A binary column reads as a stream, which has no text: Windows answers
+// 1804 where libmsi answers a null string.
+TEST(MsiRecord, StreamFieldsHaveNoText) {
+  Handle database;
+  ASSERT_EQ(MsiOpenDatabaseW(fixture("product").c_str(), MSIDBOPEN_READONLY, database.out()), UINT(ERROR_SUCCESS));
+  Handle view;
+  ASSERT_EQ(msi_test::openView(database, u"SELECT `Name`, `Data` FROM `Binary`", view), UINT(ERROR_SUCCESS));
+  Handle row;
+  ASSERT_EQ(MsiViewFetch(view, row.out()), UINT(ERROR_SUCCESS));
+  EXPECT_EQ(fieldText(row, 1), u"Blob");
+  EXPECT_FALSE(MsiRecordIsNull(row, 2));
+  DWORD size = 0;
+  EXPECT_EQ(MsiRecordGetStringW(row, 2, nullptr, &size), UINT(ERROR_INVALID_DATATYPE));
+  EXPECT_EQ(MsiRecordGetInteger(row, 2), int(MSI_NULL_INTEGER));
+  // The row outlives its view and database handles.
+  view.close();
+  database.close();
+  EXPECT_EQ(fieldText(row, 1), u"Blob");
+}
+
+}  // namespace

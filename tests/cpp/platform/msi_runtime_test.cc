@@ -1,0 +1,72 @@
+// The process-wide side of the emulated installer: GLib's messages, threads
+// and the shell folder that install directories start from.
+#include <gtest/gtest.h>
+#include <libmsi.h>
+#include <sys/stat.h>
+
+#include <thread>
+#include <vector>
+
+#include "msi_test_helpers.h"
+#include "platform/emulated/libmsi_runtime.h"
+
+namespace {
+
+using msi_test::fieldText;
+using msi_test::Handle;
+using test_packages::fixture;
+
+TEST(LibmsiRuntime, GLibWarningsNeverReachTheConsole) {
+  emulated::ensureLibmsiRuntime();
+  const size_t before = emulated::libmsiWarningCount();
+  ::testing::internal::CaptureStderr();
+  // libmsi warns about a file it cannot open.
+  LibmsiDatabase* database = libmsi_database_new("/nonexistent/package.msi", LIBMSI_DB_FLAGS_READONLY, nullptr, nullptr);
+  MSIHANDLE handle = 0;
+  MsiOpenDatabaseW(u"C:\\Packages\\nonexistent.msi", MSIDBOPEN_READONLY, &handle);
+  const std::string printed = ::testing::internal::GetCapturedStderr();
+  EXPECT_EQ(database, nullptr);
+  EXPECT_EQ(printed, "");
+  EXPECT_GT(emulated::libmsiWarningCount(), before);
+}
+
+// One database handle shared by threads, each with its own views: the
+// database's lock keeps libmsi's table caches consistent.
+TEST(LibmsiRuntime, ThreadsShareADatabaseHandle) {
+  Handle database;
+  ASSERT_EQ(MsiOpenDatabaseW(fixture("product").c_str(), MSIDBOPEN_READONLY, database.out()), UINT(ERROR_SUCCESS));
+  const MSIHANDLE shared = database;
+  std::vector<std::thread> threads;
+  std::vector<int> failures(4, 0);
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([shared, t, &failures] {
+      const char16_t* tables[] = {u"SELECT `Value` FROM `Property` WHERE `Property` = 'ProductName'",
+                                  u"SELECT `DefaultDir` FROM `Directory` WHERE `Directory` = 'INSTALLDIR'",
+                                  u"SELECT `Cabinet` FROM `Media` WHERE `DiskId` = 2",
+                                  u"SELECT `Text` FROM `Fields` WHERE `Name` = 'exact'"};
+      const char16_t* expected[] = {u"Ornel Sample", u"APPDIR|Some App", u"disk1.cab", u"abcdefghijklmnopqrstuvwxyz"};
+      for (int i = 0; i < 200; ++i) {
+        Handle view;
+        Handle row;
+        if (msi_test::openView(shared, tables[t], view) != ERROR_SUCCESS || MsiViewFetch(view, row.out()) != 0 ||
+            fieldText(row, 1) != expected[t])
+          ++failures[t];
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(failures, std::vector<int>(4, 0));
+}
+
+TEST(ShellFolders, ProgramFilesOfTheMachine) {
+  WCHAR path[MAX_PATH] = {0};
+  ASSERT_TRUE(SHGetSpecialFolderPathW(nullptr, path, CSIDL_PROGRAM_FILES, FALSE));
+  EXPECT_EQ(std::u16string(path), u"C:\\Program Files");
+  ASSERT_TRUE(SHGetSpecialFolderPathW(nullptr, path, CSIDL_PROGRAM_FILES | 0x8000, TRUE));
+  struct stat info;
+  EXPECT_EQ(::stat((test_packages::TestMachine::get().root() + "/drive_c/Program Files").c_str(), &info), 0);
+  EXPECT_FALSE(SHGetSpecialFolderPathW(nullptr, path, 0x7f, FALSE));
+  EXPECT_FALSE(SHGetSpecialFolderPathW(nullptr, nullptr, CSIDL_PROGRAM_FILES, FALSE));
+}
+
+}  // namespace

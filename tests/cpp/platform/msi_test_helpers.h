@@ -1,0 +1,64 @@
+// Small helpers over the emulated Windows Installer functions.
+#pragma once
+
+#include <string>
+
+#include "../support/test_packages.h"
+#include "platform/windows.h"
+
+namespace msi_test {
+
+// Closes a handle at the end of a scope.
+struct Handle {
+  MSIHANDLE value = 0;
+  Handle() = default;
+  explicit Handle(MSIHANDLE h) : value(h) {}
+  ~Handle() {
+    if (value != 0) MsiCloseHandle(value);
+  }
+  Handle(const Handle&) = delete;
+  Handle& operator=(const Handle&) = delete;
+  MSIHANDLE* out() { return &value; }
+  operator MSIHANDLE() const { return value; }
+  UINT close() {
+    const UINT code = MsiCloseHandle(value);
+    value = 0;
+    return code;
+  }
+};
+
+inline UINT openView(MSIHANDLE database, const std::u16string& sql, Handle& view) {
+  const UINT code = MsiDatabaseOpenViewW(database, sql.c_str(), view.out());
+  if (code != ERROR_SUCCESS) return code;
+  return MsiViewExecute(view, 0);
+}
+
+inline UINT runSql(MSIHANDLE database, const std::u16string& sql) {
+  Handle view;
+  return openView(database, sql, view);
+}
+
+// Field `field` of a record as text, or "<code N>".
+inline std::u16string fieldText(MSIHANDLE record, UINT field) {
+  DWORD size = 0;
+  UINT code = MsiRecordGetStringW(record, field, nullptr, &size);
+  if (code != ERROR_SUCCESS) return u"<code " + std::u16string(1, char16_t(u'0' + code % 10)) + u">";
+  std::u16string text(size, u'\0');
+  DWORD capacity = size + 1;
+  code = MsiRecordGetStringW(record, field, &text[0], &capacity);
+  return code == ERROR_SUCCESS ? text : u"<error>";
+}
+
+// The Value of a Property row of the package at `path`, or "<missing>".
+inline std::u16string propertyOf(const std::u16string& path, const std::u16string& name) {
+  Handle database;
+  if (MsiOpenDatabaseW(path.c_str(), MSIDBOPEN_READONLY, database.out()) != ERROR_SUCCESS) return u"<unopenable>";
+  Handle view;
+  if (openView(database, u"SELECT `Value` FROM `Property` WHERE `Property` = '" + name + u"'", view) != ERROR_SUCCESS)
+    return u"<query failed>";
+  Handle record;
+  if (MsiViewFetch(view, record.out()) != ERROR_SUCCESS) return u"<missing>";
+  return fieldText(record, 1);
+}
+
+}  // namespace msi_test
