@@ -9,32 +9,20 @@
 #include <string>
 #include <thread>
 
+#include "../support/temp_machine.h"
 #include "platform/windows.h"
 
 namespace {
 
-class Files : public ::testing::Test {
+class Files : public test_support::TempMachineTest {
  protected:
   void SetUp() override {
-    char pattern[] = "/tmp/ornel-files-XXXXXX";
-    root_ = ::mkdtemp(pattern);
-    ::setenv("INSTALLER_ORNEL_MACHINE", root_.c_str(), 1);
-    ASSERT_EQ(::mkdir((root_ + "/drive_c").c_str(), 0755), 0);
-    ASSERT_EQ(::mkdir((root_ + "/drive_c/Logs").c_str(), 0755), 0);
-  }
-  void TearDown() override {
-    std::string cmd = "rm -rf '" + root_ + "'";
-    (void)::system(cmd.c_str());
-    ::unsetenv("INSTALLER_ORNEL_MACHINE");
+    TempMachineTest::SetUp();
+    ASSERT_EQ(::mkdir(hostPath("Logs").c_str(), 0755), 0);
   }
 
-  std::string hostFile(const std::string& relative) const { return root_ + "/drive_c/" + relative; }
-  std::string read(const std::string& relative) const {
-    std::ifstream in(hostFile(relative), std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-  }
+  std::string hostFile(const std::string& relative) const { return hostPath(relative); }
+  std::string read(const std::string& relative) const { return TempMachineTest::read(hostFile(relative)); }
 
   static HANDLE open(const WCHAR* name, DWORD access, DWORD share, DWORD disposition, DWORD flags = 0) {
     return CreateFileW(name, access, share, nullptr, disposition, flags, nullptr);

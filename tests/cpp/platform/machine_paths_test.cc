@@ -7,22 +7,16 @@
 
 #include <string>
 
+#include "../support/temp_machine.h"
+
 namespace {
 
-class MachinePaths : public ::testing::Test {
+class MachinePaths : public test_support::TempMachineTest {
  protected:
   void SetUp() override {
-    char pattern[] = "/tmp/ornel-paths-XXXXXX";
-    root_ = ::mkdtemp(pattern);
-    ::setenv("INSTALLER_ORNEL_MACHINE", root_.c_str(), 1);
+    TempMachineTest::SetUp();
     ASSERT_EQ(emulated::machineRoot(), root_);
   }
-  void TearDown() override {
-    std::string cmd = "rm -rf '" + root_ + "'";
-    (void)::system(cmd.c_str());
-    ::unsetenv("INSTALLER_ORNEL_MACHINE");
-  }
-  std::string root_;
 };
 
 TEST_F(MachinePaths, DrivesMapLikeWine) {

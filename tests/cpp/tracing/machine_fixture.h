@@ -3,6 +3,8 @@
 #pragma once
 
 #include <gtest/gtest.h>
+
+#include "../support/temp_machine.h"
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <time.h>
@@ -15,22 +17,13 @@
 
 namespace tracing_test {
 
-class MachineTest : public ::testing::Test {
+class MachineTest : public test_support::TempMachineTest {
  protected:
   void SetUp() override {
-    char pattern[] = "/tmp/ornel-tracing-XXXXXX";
-    ASSERT_NE(::mkdtemp(pattern), nullptr);
-    root_ = pattern;
-    ::setenv("INSTALLER_ORNEL_MACHINE", root_.c_str(), 1);
+    TempMachineTest::SetUp();
     ::setenv("TZ", "UTC0", 1);
     ::tzset();
-    ASSERT_EQ(::mkdir((root_ + "/drive_c").c_str(), 0755), 0);
-    ASSERT_EQ(::mkdir((root_ + "/drive_c/Logs").c_str(), 0755), 0);
-  }
-  void TearDown() override {
-    std::string cmd = "rm -rf '" + root_ + "'";
-    (void)::system(cmd.c_str());
-    ::unsetenv("INSTALLER_ORNEL_MACHINE");
+    ASSERT_EQ(::mkdir(hostPath("Logs").c_str(), 0755), 0);
   }
 
   // 2023-11-17 20:19:07 UTC.
@@ -47,20 +40,7 @@ class MachineTest : public ::testing::Test {
   static constexpr const char* kTraceName = "tolv_installer_11.17_20.19.INST.log";
   static constexpr const char* kInstallerName = "tolv_installer_11.17_20.19.MSI.log";
 
-  std::string hostPath(const std::string& underDriveC) const { return root_ + "/drive_c/" + underDriveC; }
   std::string traceFile() const { return hostPath(std::string("Logs/") + kTraceName); }
-
-  static bool exists(const std::string& path) {
-    struct stat st;
-    return ::stat(path.c_str(), &st) == 0;
-  }
-
-  static std::string read(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-  }
 
   // The texts of the lines of a trace file, each checked to read
   // HH:MM:SS, a tab, the text, CR LF.
@@ -86,8 +66,6 @@ class MachineTest : public ::testing::Test {
     }
     return texts;
   }
-
-  std::string root_;
 };
 
 }  // namespace tracing_test

@@ -1,0 +1,49 @@
+// A fresh emulated machine for each test: its own root directory (with
+// drive_c), named by INSTALLER_ORNEL_MACHINE while the test runs, and
+// removed afterwards.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+
+#include <fstream>
+#include <sstream>
+#include <string>
+
+namespace test_support {
+
+class TempMachineTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/ornel-machine-XXXXXX";
+    ASSERT_NE(::mkdtemp(pattern), nullptr);
+    root_ = pattern;
+    ::setenv("INSTALLER_ORNEL_MACHINE", root_.c_str(), 1);
+    ASSERT_EQ(::mkdir((root_ + "/drive_c").c_str(), 0755), 0);
+  }
+  void TearDown() override {
+    std::string cmd = "rm -rf '" + root_ + "'";
+    (void)::system(cmd.c_str());
+    ::unsetenv("INSTALLER_ORNEL_MACHINE");
+  }
+
+  // The host path of a path under C:\, given with forward slashes.
+  std::string hostPath(const std::string& underDriveC) const { return root_ + "/drive_c/" + underDriveC; }
+
+  static bool exists(const std::string& path) {
+    struct stat st;
+    return ::stat(path.c_str(), &st) == 0;
+  }
+
+  static std::string read(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+  }
+
+  std::string root_;
+};
+
+}  // namespace test_support
