@@ -10,6 +10,7 @@
 #include "framework/basic_string.h"
 #include "framework/check.h"
 #include "framework/result.h"
+#include "async_probe.h"
 #include "install/installer_ornel/interop_helpers/module_record.h"
 #include "install/installer_ornel/interop_helpers/object_registry.h"
 
@@ -213,6 +214,7 @@ void initialize(v8::Local<v8::Object> exports) {
   node_interop::helpers::registerService<Shapes>(registry);
   node_interop::helpers::registerService<Other>(registry);
   node_interop::helpers::registerService<Broken>(registry);
+  async_probe::registerServices(registry);
   node_interop::helpers::installQuery(exports);
 }
 

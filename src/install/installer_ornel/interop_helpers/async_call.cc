@@ -1,67 +1,134 @@
 #include "install/installer_ornel/interop_helpers/async_call.h"
 
-#include "install/installer_ornel/interop_helpers/script_error.h"
+#include <algorithm>
+#include <exception>
 
 namespace node_interop::helpers {
 
-std::shared_ptr<ExceptionManager> workerExceptions() {
-  // Leaked on purpose: worker threads may still add while the process exits.
-  static auto* manager = new std::shared_ptr<ExceptionManager>(std::make_shared<ExceptionManager>());
-  return *manager;
-}
+AsyncCallBase::AsyncCallBase(ScriptHost& host, v8::Local<v8::Function> callback)
+    : host_(host), callback_(host.isolate(), callback), asyncContext_(host.isolate(), "installer_ornel:call") {}
 
-AsyncCallBase::AsyncCallBase(v8::Isolate* isolate, v8::Local<v8::Function> callback)
-    : isolate_(isolate),
-      context_(isolate, isolate->GetCurrentContext()),
-      callback_(isolate, callback),
-      resource_(isolate, v8::Object::New(isolate)) {
-  request_.data = this;
-  asyncContext_ = node::EmitAsyncInit(isolate, resource_.Get(isolate), "installer_ornel:call");
-}
-
-AsyncCallBase::~AsyncCallBase() {
-  node::EmitAsyncDestroy(isolate_, asyncContext_);
-  resource_.Reset();
-  callback_.Reset();
-  context_.Reset();
-}
-
+// The hold keeps the loop alive until the finish has run on the host.
 void AsyncCallBase::start() {
-  int status = uv_queue_work(node::GetCurrentEventLoop(isolate_), &request_, &AsyncCallBase::work,
-                             &AsyncCallBase::done);
-  if (status != 0) {
-    delete this;
-    throw std::runtime_error(uv_strerror(status));
+  host_.channel()->hold();
+  try {
+    ThreadPool::instance().enqueue([self = shared_from_this()] { self->runOnWorker(); });
+  } catch (...) {
+    host_.channel()->release();
+    abandon();
+    throw;
   }
 }
 
-void AsyncCallBase::work(uv_work_t* request) {
-  static_cast<AsyncCallBase*>(request->data)->run();
+/*
+ * Worker thread. The finish is posted whether the work succeeded or not:
+ * the host must let the loop go and release the callback either way. A
+ * failed wake-up keeps the finish queued for the next one. The exception is
+ * passed on to the pool, which collects it.
+ */
+void AsyncCallBase::runOnWorker() {
+  std::exception_ptr failure;
+  try {
+    work();
+  } catch (...) {
+    failure = std::current_exception();
+  }
+  bool succeeded = failure == nullptr;
+  host_.channel()->tryPost(makeHostJob([self = shared_from_this(), succeeded] { self->finishOnHost(succeeded); }));
+  if (failure) std::rethrow_exception(failure);
 }
 
-void AsyncCallBase::done(uv_work_t* request, int) {
-  std::unique_ptr<AsyncCallBase> call(static_cast<AsyncCallBase*>(request->data));
-  call->deliver();
+void AsyncCallBase::finishOnHost(bool succeeded) {
+  if (done_) return;
+  if (succeeded) deliver();
+  releaseScript();
+  done_ = true;
+  host_.channel()->release();
 }
 
+// Host thread. A result that cannot be converted reaches the script as an
+// uncaught Error with the conversion's message; the callback is not called.
 void AsyncCallBase::deliver() {
-  // Called from the event loop, outside any script frame: enter the
-  // caller's context again before converting.
-  v8::HandleScope scope(isolate_);
-  v8::Local<v8::Context> context = context_.Get(isolate_);
-  v8::Context::Scope contextScope(context);
+  v8::Isolate* isolate = host_.isolate();
+  v8::HandleScope scope(isolate);
+  v8::Context::Scope contextScope(host_.context());
   v8::Local<v8::Value> argument;
   try {
-    if (!result().ToLocal(&argument)) return;
-  } catch (...) {
-    workerExceptions()->add(std::current_exception());
+    argument = result(isolate);
+  } catch (const std::exception& e) {
+    asyncContext_.raise(host_, v8::Exception::Error(utf8String(isolate, e.what())));
     return;
   }
-  // The callback scope runs microtasks and nextTick afterwards, and hands
-  // an exception thrown by the callback to 'uncaughtException'.
-  node::CallbackScope callbackScope(isolate_, resource_.Get(isolate_), asyncContext_);
-  v8::Local<v8::Function> callback = callback_.Get(isolate_);
-  (void)callback->Call(context, v8::Undefined(isolate_), 1, &argument);
+  asyncContext_.call(host_, callback_.Get(isolate), argument);
+}
+
+void AsyncCallBase::releaseScript() {
+  v8::HandleScope scope(host_.isolate());
+  asyncContext_.dispose(host_.isolate());
+  callback_.Reset();
+}
+
+void AsyncCallBase::abandon() {
+  if (done_) return;
+  releaseScript();
+  done_ = true;
+}
+
+AsyncCallKeeperBase::AsyncCallKeeperBase() : sweeper_([this] { sweep(); }) {}
+
+// Process exit: the sweeper is woken, not waited for. Calls still running
+// are kept alive by their pool tasks.
+AsyncCallKeeperBase::~AsyncCallKeeperBase() {
+  {
+    std::lock_guard<std::mutex> lock(lock_);
+    stop_ = true;
+  }
+  stopCondition_.notify_all();
+  sweeper_.join();
+}
+
+size_t AsyncCallKeeperBase::size() const {
+  std::lock_guard<std::mutex> lock(lock_);
+  return calls_.size();
+}
+
+void AsyncCallKeeperBase::add(ScriptHost& host, std::shared_ptr<AsyncCallBase> call) {
+  if (!teardownRegistered_) {
+    host.atTeardown([this] { abandonAll(); });
+    teardownRegistered_ = true;
+  }
+  {
+    std::lock_guard<std::mutex> lock(lock_);
+    calls_.push_back(call);
+  }
+  call->start();
+}
+
+// Done calls are destroyed outside the lock; they hold no script handles
+// any more, so any thread may destroy them.
+void AsyncCallKeeperBase::sweep() {
+  std::unique_lock<std::mutex> lock(lock_);
+  while (!stop_) {
+    stopCondition_.wait_for(lock, kSweepPeriod, [this] { return stop_.load(); });
+    auto firstDone = std::stable_partition(calls_.begin(), calls_.end(),
+                                           [](const auto& call) { return !call->done(); });
+    std::vector<std::shared_ptr<AsyncCallBase>> removed(std::make_move_iterator(firstDone),
+                                                        std::make_move_iterator(calls_.end()));
+    calls_.erase(firstDone, calls_.end());
+    lock.unlock();
+    removed.clear();
+    lock.lock();
+  }
+}
+
+// Host thread, at teardown, while the engine lives.
+void AsyncCallKeeperBase::abandonAll() {
+  std::vector<std::shared_ptr<AsyncCallBase>> calls;
+  {
+    std::lock_guard<std::mutex> lock(lock_);
+    calls = calls_;
+  }
+  for (auto& call : calls) call->abandon();
 }
 
 }  // namespace node_interop::helpers

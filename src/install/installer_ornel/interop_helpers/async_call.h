@@ -1,86 +1,149 @@
 // The asynchronous form of a bound method: the member function runs on a
-// worker thread, and its result reaches the script callback on the host
-// thread, as the callback's only argument, with an undefined receiver.
+// thread of the pool, and its result reaches the script callback on the
+// host thread as the callback's only argument, with an undefined receiver.
 //
 // Conversions stay on the host thread: the worker sees only native values.
-// A native method that throws on the worker never calls its callback; its
-// exception is kept by the worker exception collector.
+//
+// The road of one call:
+//   host    AsyncCallKeeper<R>::add: the call is recorded, the channel holds
+//           the loop alive, the work is queued on the pool;
+//   worker  the work runs; the call posts its finish to the host channel;
+//   host    the result is converted and the callback called (nothing is
+//           called when the work threw; its exception goes to the pool's
+//           exception manager); the loop is let go; the call is done;
+//   sweeper removes done calls from the keeper every 2 seconds.
+// The pool task and the queued finish each hold the call by shared
+// ownership, so neither depends on the keeper.
 #pragma once
 
-#include <node.h>
-#include <uv.h>
 #include <v8.h>
 
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
+#include <thread>
+#include <vector>
 
 #include "install/installer_ornel/interop_helpers/convert.h"
 #include "install/installer_ornel/interop_helpers/convert_list.h"
-#include "install/installer_ornel/interop_helpers/exception_manager.h"
+#include "install/installer_ornel/interop_helpers/script_host.h"
+#include "install/installer_ornel/interop_helpers/thread_pool.h"
 
 namespace node_interop::helpers {
 
-// The collector for exceptions of asynchronous calls.
-std::shared_ptr<ExceptionManager> workerExceptions();
-
-// Host-thread half of an asynchronous call, independent of the result type:
-// keeps the callback and its async context until the result is delivered.
-class AsyncCallBase {
+// The half of an asynchronous call that does not depend on the result type.
+class AsyncCallBase : public std::enable_shared_from_this<AsyncCallBase> {
  public:
-  AsyncCallBase(v8::Isolate* isolate, v8::Local<v8::Function> callback);
-  virtual ~AsyncCallBase();
+  AsyncCallBase(ScriptHost& host, v8::Local<v8::Function> callback);
+  virtual ~AsyncCallBase() = default;
   AsyncCallBase(const AsyncCallBase&) = delete;
   AsyncCallBase& operator=(const AsyncCallBase&) = delete;
 
-  // Queues the call; `this` is deleted on the host thread once it is over.
+  // Host thread: holds the loop and queues the work on the pool.
   void start();
+  // Host thread, at teardown: the callback will never run.
+  void abandon();
+  // The callback has run, or never will.
+  bool done() const { return done_; }
 
  protected:
-  virtual void run() noexcept = 0;                         // worker thread
-  virtual v8::MaybeLocal<v8::Value> result() = 0;         // host thread; empty: no callback
-  v8::Isolate* isolate() const { return isolate_; }
+  // Worker thread. Runs the method and keeps its result; throws what the
+  // method threw.
+  virtual void work() = 0;
+  // Host thread. The converted result.
+  virtual v8::Local<v8::Value> result(v8::Isolate* isolate) = 0;
 
  private:
-  static void work(uv_work_t* request);
-  static void done(uv_work_t* request, int status);
+  void runOnWorker();
+  void finishOnHost(bool succeeded);
   void deliver();
+  void releaseScript();
 
-  uv_work_t request_{};
-  v8::Isolate* isolate_;
-  v8::Global<v8::Context> context_;
-  v8::Global<v8::Function> callback_;
-  v8::Global<v8::Object> resource_;
-  node::async_context asyncContext_;
+  ScriptHost& host_;
+  // Host thread only, released by releaseScript(). Persistent: its
+  // destructor leaves the engine alone.
+  v8::Persistent<v8::Function> callback_;
+  ScriptAsyncContext asyncContext_;
+  std::atomic<bool> done_{false};
 };
 
 template <typename R>
 class AsyncCall final : public AsyncCallBase {
  public:
-  AsyncCall(v8::Isolate* isolate, v8::Local<v8::Function> callback, std::function<R()> task)
-      : AsyncCallBase(isolate, callback), task_(std::move(task)) {}
+  AsyncCall(ScriptHost& host, v8::Local<v8::Function> callback, std::function<R()> task)
+      : AsyncCallBase(host, callback), task_(std::move(task)) {}
 
  private:
-  void run() noexcept override {
-    try {
-      value_.emplace(task_());
-    } catch (...) {
-      workerExceptions()->add(std::current_exception());
-    }
+  // The value is written before the finish is posted and read after the
+  // host took it from the channel's queue, whose lock orders the two.
+  void work() override {
+    std::function<R()> task = std::move(task_);
+    value_.emplace(task());
   }
 
-  v8::MaybeLocal<v8::Value> result() override {
-    if (!value_) return {};
-    return Convert<R>::toScript(isolate(), *value_);
-  }
+  v8::Local<v8::Value> result(v8::Isolate* isolate) override { return Convert<R>::toScript(isolate, *value_); }
 
   std::function<R()> task_;
   std::optional<R> value_;
 };
 
+/*
+ * The record of the asynchronous calls of every result type: what the
+ * teardown must release while the engine lives. add() runs on the host
+ * thread; the sweeper thread removes done calls every 2 seconds. `lock_`
+ * guards `calls_`.
+ */
+class AsyncCallKeeperBase {
+ public:
+  static constexpr std::chrono::seconds kSweepPeriod{2};
+
+  AsyncCallKeeperBase();
+  ~AsyncCallKeeperBase();
+  AsyncCallKeeperBase(const AsyncCallKeeperBase&) = delete;
+  AsyncCallKeeperBase& operator=(const AsyncCallKeeperBase&) = delete;
+
+  size_t size() const;
+
+ protected:
+  void add(ScriptHost& host, std::shared_ptr<AsyncCallBase> call);
+
+ private:
+  void sweep();
+  void abandonAll();
+
+  mutable std::mutex lock_;
+  std::vector<std::shared_ptr<AsyncCallBase>> calls_;
+  bool teardownRegistered_ = false;  // host thread only
+  std::atomic<bool> stop_{false};
+  std::condition_variable stopCondition_;
+  std::thread sweeper_;
+};
+
+template <typename R>
+class AsyncCallKeeper final : public AsyncCallKeeperBase {
+ public:
+  // Created on first use, destroyed at process exit.
+  static AsyncCallKeeper& instance() {
+    static AsyncCallKeeper keeper;
+    return keeper;
+  }
+
+  // Host thread. Returns at once; the callback runs later on the host
+  // thread unless the work throws.
+  void add(v8::Isolate* isolate, std::function<R()> work, v8::Local<v8::Function> callback) {
+    ScriptHost& host = ScriptHost::current(isolate);
+    AsyncCallKeeperBase::add(host, std::make_shared<AsyncCall<R>>(host, callback, std::move(work)));
+  }
+};
+
+// What the call frame calls for a method called with a trailing function.
 template <typename R>
 void startAsyncCall(v8::Isolate* isolate, v8::Local<v8::Function> callback, std::function<R()> task) {
-  (new AsyncCall<R>(isolate, callback, std::move(task)))->start();
+  AsyncCallKeeper<R>::instance().add(isolate, std::move(task), callback);
 }
 
 }  // namespace node_interop::helpers

@@ -1,0 +1,193 @@
+// Test services that let script drive the thread pool and the host-loop
+// channel: tasks that block until script lets them through, native threads
+// that call script receivers, and a failing wake-up.
+#include "async_probe.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "install/installer_ornel/interop_helpers/async_call.h"
+#include "install/installer_ornel/interop_helpers/host_call.h"
+#include "install/installer_ornel/interop_helpers/thread_pool.h"
+
+namespace async_probe {
+
+using node_interop::helpers::bindMethod;
+using node_interop::helpers::HostCallReceiver;
+using node_interop::helpers::LoopKeepAlive;
+using node_interop::helpers::ObjectHolder;
+using node_interop::helpers::ScriptHost;
+using node_interop::helpers::ThreadPool;
+using platform::wstring;
+
+// The record that "progressChanged" carries in these tests.
+struct Step {
+  wstring label;
+  std::uint32_t amount = 0;
+};
+
+}  // namespace async_probe
+
+namespace node_interop::helpers {
+
+template <>
+struct RecordFields<async_probe::Step> {
+  static constexpr auto fields =
+      std::make_tuple(field("label", &async_probe::Step::label), field("amount", &async_probe::Step::amount));
+};
+
+}  // namespace node_interop::helpers
+
+namespace async_probe {
+
+// Asynchronous calls of wait() block their pool threads until script opens
+// the gate for them.
+class Gates {
+ public:
+  static constexpr const char kName[] = "gates";
+
+  std::int32_t wait(const std::int32_t& id) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    ++started_;
+    changed_.wait(lock, [this] { return passes_ > 0; });
+    --passes_;
+    return id;
+  }
+  std::int32_t open(const std::int32_t& passes) {
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      passes_ += passes;
+    }
+    changed_.notify_all();
+    return 0;
+  }
+  std::int32_t started() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return started_;
+  }
+  std::int32_t poolExceptions() {
+    return static_cast<std::int32_t>(ThreadPool::instance().exceptionManager()->size());
+  }
+  std::int32_t poolRecords() { return static_cast<std::int32_t>(ThreadPool::instance().recordCount()); }
+  std::int32_t keptCalls() {
+    return static_cast<std::int32_t>(node_interop::helpers::AsyncCallKeeper<std::int32_t>::instance().size());
+  }
+
+  static void bindMethods(ObjectHolder& holder) {
+    bindMethod(holder, "wait", &Gates::wait);
+    bindMethod(holder, "open", &Gates::open);
+    bindMethod(holder, "started", &Gates::started);
+    bindMethod(holder, "poolExceptions", &Gates::poolExceptions);
+    bindMethod(holder, "poolRecords", &Gates::poolRecords);
+    bindMethod(holder, "keptCalls", &Gates::keptCalls);
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::int32_t started_ = 0;
+  std::int32_t passes_ = 0;
+};
+
+// What the native threads of one start() share. The last thread to finish
+// sends "completed" and lets the loop go.
+struct Run {
+  Run(std::shared_ptr<HostCallReceiver> receiver, std::uint32_t threads)
+      : receiver(std::move(receiver)),
+        keepAlive(ScriptHost::current(v8::Isolate::GetCurrent()).channel()),
+        remaining(threads) {}
+
+  void finishThread() {
+    if (--remaining > 0) return;
+    try {
+      receiver->call("completed", failures.load());
+    } catch (const std::exception&) {
+    }
+  }
+
+  std::shared_ptr<HostCallReceiver> receiver;
+  LoopKeepAlive keepAlive;
+  std::atomic<std::uint32_t> remaining;
+  std::atomic<std::uint32_t> failures{0};
+};
+
+class HostCalls {
+ public:
+  static constexpr const char kName[] = "host_calls";
+
+  // Starts `threads` native threads; thread t calls "event" with the numbers
+  // t * calls to t * calls + calls - 1, in order. Then "completed" with the
+  // number of calls that threw.
+  std::int32_t start(std::shared_ptr<HostCallReceiver>& receiver, std::uint32_t& threads, std::uint32_t& calls) {
+    auto run = std::make_shared<Run>(receiver, threads);
+    for (std::uint32_t t = 0; t < threads; ++t) {
+      std::thread([run, t, calls] {
+        for (std::uint32_t i = 0; i < calls; ++i) callCounting(*run, "event", t * calls + i);
+        run->finishThread();
+      }).detach();
+    }
+    if (threads == 0) run->finishThread();
+    return 0;
+  }
+
+  // One native thread calls "progressChanged" with {label: "step <i>",
+  // amount: i} for i below `count`, then "completed".
+  std::int32_t startSteps(std::shared_ptr<HostCallReceiver>& receiver, std::uint32_t& count) {
+    auto run = std::make_shared<Run>(receiver, 1);
+    std::thread([run, count] {
+      for (std::uint32_t i = 0; i < count; ++i) {
+        std::string label = "step " + std::to_string(i);
+        callCounting(*run, "progressChanged", Step{wstring(label.begin(), label.end()), i});
+      }
+      run->finishThread();
+    }).detach();
+    return 0;
+  }
+
+  // One call of "event" from the calling thread: a pool thread when called
+  // asynchronously. The message of its failure, or "".
+  wstring callOnce(std::shared_ptr<HostCallReceiver>& receiver, std::uint32_t& value) {
+    try {
+      receiver->call("event", value);
+      return wstring();
+    } catch (const std::runtime_error& e) {
+      std::string message = e.what();
+      return wstring(message.begin(), message.end());
+    }
+  }
+
+  // The next `count` wake-ups of the channel fail with `code`.
+  std::int32_t failWakeUps(std::int32_t& count, std::int32_t& code) {
+    ScriptHost::current(v8::Isolate::GetCurrent()).channel()->failWakeUps(count, code);
+    return 0;
+  }
+
+  static void bindMethods(ObjectHolder& holder) {
+    bindMethod(holder, "start", &HostCalls::start);
+    bindMethod(holder, "startSteps", &HostCalls::startSteps);
+    bindMethod(holder, "callOnce", &HostCalls::callOnce);
+    bindMethod(holder, "failWakeUps", &HostCalls::failWakeUps);
+  }
+
+ private:
+  template <typename Argument>
+  static void callCounting(Run& run, const char* event, Argument argument) {
+    try {
+      run.receiver->call(event, argument);
+    } catch (const std::exception&) {
+      ++run.failures;
+    }
+  }
+};
+
+void registerServices(node_interop::helpers::ObjectRegistry& registry) {
+  node_interop::helpers::registerService<Gates>(registry);
+  node_interop::helpers::registerService<HostCalls>(registry);
+}
+
+}  // namespace async_probe

@@ -1,0 +1,249 @@
+'use strict';
+// The thread pool and the host-loop channel, driven through the test-only
+// add-on: asynchronous calls that block until script lets them through,
+// native threads that call script receivers, a failing wake-up, and how the
+// process ends with all of that going on.
+const test = require('node:test');
+const assert = require('node:assert');
+const { spawn } = require('node:child_process');
+const { shapes, addonPath } = require('./addons');
+
+const { query } = shapes();
+const s = query('shapes');
+const gates = query('gates');
+const hostCalls = query('host_calls');
+
+const sleep = (ms) => new Promise((resolve) => setTimeout(resolve, ms));
+// Long enough for a task started by mistake to show up.
+const SETTLE_MS = 150;
+
+async function until(condition, what, timeoutMs = 10000) {
+  const deadline = Date.now() + timeoutMs;
+  while (!condition()) {
+    if (Date.now() > deadline) throw new Error(`timed out waiting for ${what}`);
+    await sleep(5);
+  }
+}
+
+// Collects what reaches 'uncaughtException' while `body` runs.
+async function catchingUncaught(body) {
+  const errors = [];
+  const listeners = process.listeners('uncaughtException');
+  process.removeAllListeners('uncaughtException');
+  const listener = (e) => errors.push(e);
+  process.on('uncaughtException', listener);
+  try {
+    await body(errors);
+  } finally {
+    process.removeListener('uncaughtException', listener);
+    listeners.forEach((l) => process.on('uncaughtException', l));
+  }
+  return errors;
+}
+
+// Starts host calls from native threads; resolves with the argument of
+// "completed" (the number of calls that threw on their worker).
+function runHostCalls(receiver, threads, calls) {
+  return new Promise((resolve) => {
+    receiver.completed = resolve;
+    assert.strictEqual(hostCalls.start(receiver, threads, calls), 0);
+  });
+}
+
+test('the pool runs 20 blocking calls at once and starts one more for each that ends', async () => {
+  const base = gates.started();
+  const done = [];
+  for (let i = 0; i < 25; i++) gates.wait(i, (id) => done.push(id));
+  await until(() => gates.started() === base + 20, '20 started');
+  await sleep(SETTLE_MS);
+  assert.strictEqual(gates.started(), base + 20);
+
+  gates.open(1);
+  await until(() => done.length === 1, 'one delivered');
+  await until(() => gates.started() === base + 21, 'one more started');
+  await sleep(SETTLE_MS);
+  assert.strictEqual(gates.started(), base + 21);
+
+  gates.open(24);
+  await until(() => done.length === 25, 'all delivered');
+  assert.deepStrictEqual([...done].sort((a, b) => a - b), [...Array(25).keys()]);
+  await until(() => gates.poolRecords() === 0, 'records removed');
+});
+
+test('a native exception on the pool is collected and its slot freed', async () => {
+  const base = gates.started();
+  const exceptions = gates.poolExceptions();
+  const done = [];
+  for (let i = 0; i < 19; i++) gates.wait(i, (id) => done.push(id));
+  s.fail('x', () => assert.fail('the callback of a failed call never runs'));
+  gates.wait(19, (id) => done.push(id));
+  // 19 blocked calls, the failed one's slot handed to the twentieth.
+  await until(() => gates.started() === base + 20, 'the twentieth started');
+  assert.strictEqual(gates.poolExceptions(), exceptions + 1);
+  gates.open(20);
+  await until(() => done.length === 20, 'all delivered');
+  await until(() => gates.poolRecords() === 0, 'records removed');
+});
+
+test('many calls in flight at once each deliver their own result once', async () => {
+  const results = await Promise.all([...Array(300).keys()].map((i) =>
+    new Promise((resolve) => s.echo(`call ${i}`, (...args) => resolve(args)))));
+  results.forEach((args, i) => assert.deepStrictEqual(args, [`call ${i}`]));
+});
+
+test('a delivered call leaves its keeper within the sweep period', async () => {
+  await new Promise((resolve) => s.minusOne(resolve));
+  assert.ok(gates.keptCalls() >= 1);
+  await until(() => gates.keptCalls() === 0, 'the sweep', 5000);
+});
+
+test('host calls from native threads arrive once each, in order per thread, one at a time', async () => {
+  const THREADS = 2;
+  const CALLS = 300;
+  const seen = [];
+  let inCall = false;
+  let overlaps = 0;
+  const failures = await runHostCalls({
+    event(value) {
+      if (inCall) overlaps += 1;
+      inCall = true;
+      seen.push(value);
+      for (let spin = 0; spin < 1000; spin++) Math.sqrt(spin);
+      inCall = false;
+    },
+  }, THREADS, CALLS);
+  assert.strictEqual(failures, 0);
+  assert.strictEqual(overlaps, 0);
+  assert.deepStrictEqual([...seen].sort((a, b) => a - b), [...Array(THREADS * CALLS).keys()]);
+  for (let t = 0; t < THREADS; t++) {
+    const own = seen.filter((v) => Math.floor(v / CALLS) === t);
+    assert.deepStrictEqual(own, [...own].sort((a, b) => a - b), `thread ${t} in order`);
+  }
+});
+
+test('each event runs with an undefined receiver, and its nextTick and microtasks run before the next', async () => {
+  const ticks = [];
+  const late = [];
+  const receivers = [];
+  await runHostCalls({
+    event(...args) {
+      assert.strictEqual(args.length, 1);
+      receivers.push(this);
+      if (ticks.length !== args[0] * 2) late.push(args[0]);
+      process.nextTick(() => ticks.push(`tick ${args[0]}`));
+      Promise.resolve().then(() => ticks.push(`micro ${args[0]}`));
+    },
+  }, 1, 20);
+  assert.deepStrictEqual(late, []);
+  assert.ok(receivers.every((r) => r === undefined));
+});
+
+test('a method replaced between events: the next event calls the new one', async () => {
+  const calls = [];
+  const receiver = {
+    event(value) {
+      calls.push(['first', value]);
+      receiver.event = (v) => calls.push(['second', v]);
+    },
+  };
+  await runHostCalls(receiver, 1, 3);
+  assert.deepStrictEqual(calls, [['first', 0], ['second', 1], ['second', 2]]);
+});
+
+test('a record argument reaches the receiver as a record object', async () => {
+  const steps = [];
+  await new Promise((resolve) => {
+    hostCalls.startSteps({ progressChanged: (step) => steps.push(step), completed: resolve }, 3);
+  });
+  assert.deepStrictEqual(steps.map(({ label, amount }) => ({ label, amount })),
+    [0, 1, 2].map((i) => ({ label: `step ${i}`, amount: i })));
+  assert.deepStrictEqual(Object.keys(steps[0]), ['label', 'amount']);
+});
+
+test('a missing method or a throwing one: the worker goes on, the error reaches uncaughtException', async () => {
+  const boom = new Error('from the receiver');
+  const delivered = [];
+  const failures = [];
+  const errors = await catchingUncaught(async (seen) => {
+    failures.push(await runHostCalls({ event(v) { delivered.push(v); if (v === 1) throw boom; } }, 1, 3));
+    failures.push(await runHostCalls({}, 1, 2));
+    hostCalls.start(null, 1, 1);
+    await until(() => seen.length === 5, 'five errors');
+  });
+  assert.deepStrictEqual(delivered, [0, 1, 2]);
+  assert.deepStrictEqual(failures, [0, 0]);
+  assert.strictEqual(errors[0], boom);
+  assert.deepStrictEqual(errors.slice(1).map((e) => [e.constructor, e.message]), [
+    [TypeError, 'The receiver has no method event'], [TypeError, 'The receiver has no method event'],
+    [TypeError, 'Cannot convert undefined or null to object'],
+    [TypeError, 'Cannot convert undefined or null to object']]);
+});
+
+test('a failing wake-up throws its message on the worker, which does not wait', async () => {
+  let called = 0;
+  hostCalls.failWakeUps(1, -22);
+  const message = await new Promise((resolve) => hostCalls.callOnce({ event() { called += 1; } }, 1, resolve));
+  assert.strictEqual(message, 'Failed to send wake up event with error -22');
+  assert.strictEqual(called, 0);
+  // The channel works again afterwards.
+  const ok = await new Promise((resolve) => hostCalls.callOnce({ event() { called += 1; } }, 2, resolve));
+  assert.strictEqual(ok, '');
+  assert.strictEqual(called, 1);
+});
+
+test('a host call made on the host thread throws instead of waiting for itself', () => {
+  assert.throws(() => hostCalls.callOnce({ event() {} }, 1),
+    { message: 'A host call on the host thread would wait for itself' });
+});
+
+// Runs `source` in a child node with the test add-on's path as `addon`.
+// Resolves with its exit code, output and the milliseconds from its 'exit'
+// event (it prints "exiting") to the end of the process.
+function runChild(source) {
+  const child = spawn(process.execPath, ['-e', `const addon = ${JSON.stringify(addonPath('installer_ornel_test'))};
+    process.on('exit', () => console.log('exiting'));
+    ${source}`]);
+  let stdout = '';
+  let stderr = '';
+  let exitingAt;
+  child.stdout.on('data', (d) => {
+    stdout += d;
+    if (exitingAt === undefined && stdout.includes('exiting')) exitingAt = Date.now();
+  });
+  child.stderr.on('data', (d) => { stderr += d; });
+  return new Promise((resolve) => child.on('close', (code, signal) => {
+    resolve({ code, signal, stdout, stderr, teardownMs: Date.now() - exitingAt });
+  }));
+}
+
+test('process.exit ends the process promptly with calls and host calls in flight', async () => {
+  const result = await runChild(`
+    const { query } = require(addon);
+    const gates = query('gates');
+    for (let i = 0; i < 25; i++) gates.wait(i, () => {});
+    query('shapes').sleep(60000, () => {});
+    query('host_calls').start({ event() {}, completed() {} }, 4, 1e9);
+    setTimeout(() => process.exit(7), 200);`);
+  assert.deepStrictEqual([result.code, result.signal, result.stderr], [7, null, '']);
+  assert.ok(result.teardownMs < 1000, `took ${result.teardownMs} ms after exit`);
+});
+
+test('the process ends by itself once its calls are delivered, promptly after', async () => {
+  const result = await runChild(`
+    const { query } = require(addon);
+    query('shapes').sleep(100, (v) => console.log('delivered', v));
+    query('host_calls').start({ event() {}, completed: (f) => console.log('completed', f) }, 2, 50);`);
+  assert.deepStrictEqual([result.code, result.signal, result.stderr], [0, null, '']);
+  assert.match(result.stdout, /delivered 100/);
+  assert.match(result.stdout, /completed 0/);
+  assert.ok(result.teardownMs < 1000, `took ${result.teardownMs} ms after exit`);
+});
+
+test('an idle pool and channel do not keep the process alive', async () => {
+  const result = await runChild(`
+    const { query } = require(addon);
+    query('shapes').yes(() => setTimeout(() => console.log('idle'), 50));`);
+  assert.deepStrictEqual([result.code, result.stderr], [0, '']);
+  assert.match(result.stdout, /idle\nexiting/);
+  assert.ok(result.teardownMs < 1000, `took ${result.teardownMs} ms after exit`);
+});
