@@ -3,13 +3,12 @@
 #include <algorithm>
 #include <chrono>
 #include <stdexcept>
-#include <system_error>
 
 namespace node_interop::helpers {
 
 namespace {
 
-// After a failed dispatch (a thread could not be made) the manager retries
+// After a failed start (a thread could not be made) the manager retries
 // after this pause instead of spinning on an exhausted system.
 constexpr std::chrono::milliseconds kRetryPause{10};
 
@@ -23,14 +22,10 @@ ThreadPool& ThreadPool::instance() {
 ThreadPool::ThreadPool() : manager_([this] { manage(); }) {}
 
 /*
- * Destruction. The manager is stopped and joined first, so nothing starts
- * or removes records any more. Then, under the lock:
- *  - a finished record's thread has already let go of the lock (it holds it
- *    from the end of its task until it has exited), so joining it only waits
- *    for its last notification and is short;
- *  - a running record's thread has not taken the lock yet; `closed` tells it
- *    not to notify anyone, and it is detached. It keeps Shared alive through
- *    its own reference, and its task through its own copy.
+ * Destruction returns at once. The manager is stopped and joined; `closed`
+ * then tells running task threads that nothing waits for them. They are
+ * detached already and keep Shared alive through their own reference, and
+ * their task through their own copy. Waiting records are dropped unrun.
  */
 ThreadPool::~ThreadPool() {
   stop_ = true;
@@ -40,99 +35,106 @@ ThreadPool::~ThreadPool() {
   }
   shared_->wake.notify_all();
   manager_.join();
-  closeRecords();
-}
-
-void ThreadPool::closeRecords() {
   std::lock_guard<std::mutex> lock(shared_->lock);
   shared_->closed = true;
-  for (auto& record : records_) {
-    if (record->waiting()) continue;
-    if (record->finished()) {
-      record->thread->join();
-    } else {
-      record->thread->detach();
-    }
-  }
-  records_.clear();
+  shared_->records.clear();
 }
 
+/*
+ * The record is queued and, when a slot is free, started right here, so the
+ * common case needs no hand-over to the manager. Threads are made after the
+ * lock is released: making one takes long enough that ending tasks would
+ * otherwise queue up behind it for the lock.
+ */
 void ThreadPool::enqueue(const std::function<void()>& task) {
   auto record = std::make_shared<Thread>(task);
+  std::vector<Shared::Launch> launches;
   {
     std::lock_guard<std::mutex> lock(shared_->lock);
-    records_.push_back(std::move(record));
-    shared_->pending = true;
+    shared_->records.push_back(std::move(record));
+    launches = shared_->claim();
   }
-  shared_->wake.notify_all();
+  Shared::launch(shared_, std::move(launches));
 }
 
 size_t ThreadPool::recordCount() const {
   std::lock_guard<std::mutex> lock(shared_->lock);
-  return records_.size();
+  return shared_->records.size();
 }
 
+// Starts waiting records when a task's end has freed a slot for them, and
+// retries starts that failed, after a pause.
 void ThreadPool::manage() {
+  std::unique_lock<std::mutex> lock(shared_->lock);
   while (!stop_) {
-    std::unique_lock<std::mutex> lock(shared_->lock);
     shared_->wake.wait(lock, [this] { return shared_->pending; });
-    try {
-      dispatch();
-      shared_->pending = false;
-    } catch (const std::exception&) {
-      // pending stays set: the next pass dispatches again after a pause.
-      shared_->exceptions->add(std::current_exception());
-      shared_->wake.wait_for(lock, kRetryPause, [this] { return stop_.load(); });
-    }
+    if (stop_) break;
+    shared_->pending = false;
+    std::vector<Shared::Launch> launches = shared_->claim();
+    lock.unlock();
+    bool failed = !Shared::launch(shared_, std::move(launches));
+    lock.lock();
+    if (failed) shared_->wake.wait_for(lock, kRetryPause, [this] { return stop_.load(); });
   }
 }
 
-// Lock held. Cleans up, then fills the free slots in queueing order.
-void ThreadPool::dispatch() {
-  removeFinished();
-  size_t running = std::count_if(records_.begin(), records_.end(),
-                                 [](const auto& record) { return !record->waiting(); });
-  for (auto& record : records_) {
-    if (running >= kMaxThreads) break;
-    if (!record->waiting()) continue;
-    record->start(shared_);
+std::vector<ThreadPool::Shared::Launch> ThreadPool::Shared::claim() {
+  std::vector<Launch> launches;
+  for (auto& record : records) {
+    if (running >= kMaxThreads || closed) break;
+    if (record->started) continue;
+    record->started = true;
+    launches.push_back({record.get(), std::move(record->task)});
     ++running;
   }
+  return launches;
 }
 
-// Lock held. A finished thread has released the lock already (see the
-// destructor), so the join is short and releases the thread's handle.
-void ThreadPool::removeFinished() {
-  auto finished = std::stable_partition(records_.begin(), records_.end(),
-                                        [](const auto& record) { return !record->finished(); });
-  for (auto it = finished; it != records_.end(); ++it) (*it)->thread->join();
-  records_.erase(finished, records_.end());
+bool ThreadPool::Shared::launch(const std::shared_ptr<Shared>& self, std::vector<Launch> launches) {
+  bool allStarted = true;
+  for (Launch& launch : launches) {
+    try {
+      std::thread([self, record = launch.record, task = launch.task]() mutable {
+        execute(self, record, task);
+      }).detach();
+    } catch (const std::exception&) {
+      self->exceptions->add(std::current_exception());
+      self->giveBack(std::move(launch));
+      allStarted = false;
+    }
+  }
+  return allStarted;
 }
 
-bool ThreadPool::Thread::finished() const {
-  return thread != nullptr &&
-         done->wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+void ThreadPool::Shared::giveBack(Launch launch) {
+  {
+    std::lock_guard<std::mutex> lock(this->lock);
+    auto it = std::find_if(records.begin(), records.end(),
+                           [&launch](const auto& r) { return r.get() == launch.record; });
+    if (it == records.end()) return;  // dropped by the pool's destruction
+    (*it)->started = false;
+    (*it)->task = std::move(launch.task);
+    --running;
+    pending = true;
+  }
+  wake.notify_all();
 }
 
-// The thread gets the task itself and a reference to Shared: nothing it
-// uses belongs to the record, which the pool may drop at any time.
-void ThreadPool::Thread::start(const std::shared_ptr<Shared>& shared) {
-  if (thread != nullptr) throw std::runtime_error("Already initialized");
-  std::packaged_task<void()> packaged([shared, task = task]() mutable { execute(shared, task); });
-  auto future = std::make_unique<std::future<void>>(packaged.get_future());
-  thread = std::make_unique<std::thread>(std::move(packaged));
-  done = std::move(future);
-  task = nullptr;
+void ThreadPool::Shared::finish(const Thread* record) {
+  auto it = std::find_if(records.begin(), records.end(),
+                         [record](const auto& r) { return r.get() == record; });
+  if (it == records.end()) return;  // dropped by the pool's destruction
+  records.erase(it);
+  --running;
 }
 
 /*
- * Runs on the task's own thread. After the task, the thread takes the lock
- * and keeps it until it has completely ended: notify_all_at_thread_exit
- * releases it and wakes the manager only then. By that time the packaged
- * task has returned and `done` is ready, so the manager's next dispatch
- * sees this record finished, removes it and reuses its slot at once.
+ * Runs on the task's own thread. `record` only names the record: the thread
+ * removes it under the lock, and touches nothing else of it. When tasks
+ * wait for the freed slot, the manager is woken to start them.
  */
-void ThreadPool::execute(const std::shared_ptr<Shared>& shared, std::function<void()>& task) {
+void ThreadPool::execute(const std::shared_ptr<Shared>& shared, const Thread* record,
+                         std::function<void()>& task) {
   try {
     task();
   } catch (...) {
@@ -141,14 +143,14 @@ void ThreadPool::execute(const std::shared_ptr<Shared>& shared, std::function<vo
     shared->exceptions->add(std::current_exception());
   }
   task = nullptr;
-  try {
-    std::unique_lock<std::mutex> lock(shared->lock);
-    shared->pending = true;
-    if (shared->closed) return;
-    std::notify_all_at_thread_exit(shared->wake, std::move(lock));
-  } catch (const std::system_error&) {
-    shared->exceptions->add(std::current_exception());
+  bool othersWait;
+  {
+    std::lock_guard<std::mutex> lock(shared->lock);
+    shared->finish(record);
+    othersWait = !shared->closed && shared->records.size() > shared->running;
+    if (othersWait) shared->pending = true;
   }
+  if (othersWait) shared->wake.notify_all();
 }
 
 }  // namespace node_interop::helpers

@@ -3,9 +3,13 @@
 //
 // Every queued task gets a record and, once a slot is free, a thread of its
 // own that runs that one task and ends; no thread is kept idle. At most
-// kMaxThreads task threads run at a time, later tasks wait in the queue. One
-// manager thread does all starting and cleaning up; it is woken whenever a
-// task is queued and whenever a task thread has ended.
+// kMaxThreads task threads run at a time, later tasks wait in the queue.
+//
+// The common case costs no hand-over: a task queued while a slot is free
+// starts on the queueing thread at once, and a task that ends with nobody
+// waiting removes its own record. Only the queue needs a manager: when a
+// task ends while others wait, it wakes the manager thread, which starts
+// the waiting tasks in queueing order.
 //
 // The pool knows nothing of the script engine or the event loop, so it can
 // be used and tested on its own.
@@ -15,7 +19,6 @@
 #include <condition_variable>
 #include <cstddef>
 #include <functional>
-#include <future>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -46,46 +49,61 @@ class ThreadPool {
   // Every exception that left a task (or a dispatch step) ends up here.
   std::shared_ptr<ExceptionManager> exceptionManager() const { return shared_->exceptions; }
 
-  // Records not yet removed: waiting, running, and finished ones that the
-  // manager has not cleaned up yet.
+  // Records of tasks that wait or run.
   size_t recordCount() const;
 
  private:
   // What task threads touch besides their own task. Held by shared
   // ownership, so a task thread still running when the pool is destroyed
   // keeps it alive.
-  struct Shared {
-    std::mutex lock;                 // guards records, pending and closed
-    std::condition_variable wake;    // the manager waits on it under lock
-    bool pending = false;            // there is something for the manager to do
-    bool closed = false;             // the pool is gone; nobody waits for thread ends
-    std::shared_ptr<ExceptionManager> exceptions = std::make_shared<ExceptionManager>();
-  };
-
-  // One queued task. States: waiting (no thread), running (thread, done not
-  // ready), finished (thread, done ready).
+  // One queued task: waiting until started, then running until its thread
+  // removes the record. Threads are detached when they start: nothing waits
+  // for a thread's teardown.
   struct Thread {
     explicit Thread(const std::function<void()>& task) : task(task) {}
     Thread(const Thread&) = delete;
     Thread& operator=(const Thread&) = delete;
 
-    void start(const std::shared_ptr<Shared>& shared);
-    bool waiting() const { return thread == nullptr; }
-    bool finished() const;
+    bool started = false;
+    std::function<void()> task;  // moved to its thread when it starts
+  };
 
-    std::function<void()> task;           // moved to its thread by start()
-    std::unique_ptr<std::thread> thread;  // set once started
-    std::unique_ptr<std::future<void>> done;
+  // What task threads touch besides their own task. Held by shared
+  // ownership, so a task thread still running when the pool is destroyed
+  // keeps it alive.
+  struct Shared {
+    std::mutex lock;                // guards everything below
+    std::condition_variable wake;   // the manager waits on it under lock
+    bool pending = false;           // there is something for the manager to do
+    bool closed = false;            // the pool is gone: start nothing more
+    std::vector<std::shared_ptr<Thread>> records;  // in queueing order
+    size_t running = 0;             // records whose thread runs
+    std::shared_ptr<ExceptionManager> exceptions = std::make_shared<ExceptionManager>();
+
+    // A record given a slot, with its task, to be started outside the lock.
+    struct Launch {
+      const Thread* record;
+      std::function<void()> task;
+    };
+
+    // Lock held. Gives free slots to waiting records in queueing order.
+    std::vector<Launch> claim();
+    // Lock not held. Starts one detached thread per launch. A thread that
+    // cannot be made gives its slot back, leaves its record waiting and wakes
+    // the manager to retry; the failure goes to `exceptions`.
+    // Returns false when a thread could not be made.
+    static bool launch(const std::shared_ptr<Shared>& self, std::vector<Launch> launches);
+    // Lock not held. Undoes the claim of a launch that could not start.
+    void giveBack(Launch launch);
+    // Lock held. Removes a record whose task is over and frees its slot.
+    void finish(const Thread* record);
   };
 
   void manage();
-  void dispatch();
-  void removeFinished();
-  void closeRecords();
-  static void execute(const std::shared_ptr<Shared>& shared, std::function<void()>& task);
+  static void execute(const std::shared_ptr<Shared>& shared, const Thread* record,
+                      std::function<void()>& task);
 
   std::shared_ptr<Shared> shared_ = std::make_shared<Shared>();
-  std::vector<std::shared_ptr<Thread>> records_;  // in queueing order; guarded by shared_->lock
   std::atomic<bool> stop_{false};
   std::thread manager_;
 };
