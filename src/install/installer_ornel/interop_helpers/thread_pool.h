@@ -43,7 +43,8 @@ class ThreadPool {
   ThreadPool(const ThreadPool&) = delete;
   ThreadPool& operator=(const ThreadPool&) = delete;
 
-  // Any thread. Queues a copy of `task`; blocks only for the lock.
+  // Any thread. Queues a copy of `task` and, when a slot is free, starts its
+  // thread at once; blocks only for the lock, never for a thread's start.
   void enqueue(const std::function<void()>& task);
 
   // Every exception that left a task (or a dispatch step) ends up here.
@@ -53,9 +54,6 @@ class ThreadPool {
   size_t recordCount() const;
 
  private:
-  // What task threads touch besides their own task. Held by shared
-  // ownership, so a task thread still running when the pool is destroyed
-  // keeps it alive.
   // One queued task: waiting until started, then running until its thread
   // removes the record. Threads are detached when they start: nothing waits
   // for a thread's teardown.
