@@ -11,6 +11,14 @@
 namespace installer {
 namespace msi_wrapper {
 
+// Opens `query` on `database` into `view` and executes it.
+inline std::uint32_t openExecutedView(MSIHANDLE database, const platform::wstring& query,
+                                      MsiHandleHolder& view) {
+  std::uint32_t code = MsiDatabaseOpenViewW(database, query.c_str(), view.receive());
+  if (code != ERROR_SUCCESS) return code;
+  return MsiViewExecute(view.get(), 0);
+}
+
 // Opens and executes `query` on `database` and hands each row's record
 // handle to `readRow`, which returns 0 to go on or a code to stop with.
 // Returns 0 after the last row, or the first non-zero code. Rows that
@@ -18,9 +26,7 @@ namespace msi_wrapper {
 template <class RowReader>
 std::uint32_t readTableRows(MSIHANDLE database, const platform::wstring& query, RowReader&& readRow) {
   MsiHandleHolder view;
-  std::uint32_t code = MsiDatabaseOpenViewW(database, query.c_str(), view.receive());
-  if (code != ERROR_SUCCESS) return code;
-  code = MsiViewExecute(view.get(), 0);
+  std::uint32_t code = openExecutedView(database, query, view);
   if (code != ERROR_SUCCESS) return code;
   for (;;) {
     MsiHandleHolder record;
@@ -36,9 +42,7 @@ std::uint32_t readTableRows(MSIHANDLE database, const platform::wstring& query, 
 template <class RowReader>
 std::uint32_t readFirstRow(MSIHANDLE database, const platform::wstring& query, RowReader&& readRow) {
   MsiHandleHolder view;
-  std::uint32_t code = MsiDatabaseOpenViewW(database, query.c_str(), view.receive());
-  if (code != ERROR_SUCCESS) return code;
-  code = MsiViewExecute(view.get(), 0);
+  std::uint32_t code = openExecutedView(database, query, view);
   if (code != ERROR_SUCCESS) return code;
   MsiHandleHolder record;
   code = MsiViewFetch(view.get(), record.receive());
