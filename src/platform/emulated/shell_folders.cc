@@ -7,20 +7,24 @@
 #include <cstring>
 #include <string>
 
+#include "platform/emulated/machine_config.h"
 #include "platform/emulated/machine_paths.h"
+#include "platform/emulated/unicode.h"
 #include "platform/emulated/shell32.h"
 
 namespace emulated {
 
 namespace {
 
+// Each folder the machine knows: its configuration key and default.
 struct ShellFolder {
   int csidl;
-  const char16_t* path;
+  const char* configKey;
+  const char* defaultPath;
 };
 
-constexpr ShellFolder kDefaultFolders[] = {
-    {CSIDL_PROGRAM_FILES, u"C:\\Program Files"},
+constexpr ShellFolder kFolders[] = {
+    {CSIDL_PROGRAM_FILES, "programFilesFolder", "C:\\Program Files"},
 };
 
 }  // namespace
@@ -35,8 +39,8 @@ static bool makeHostDirectories(const std::string& path) {
 }
 
 std::u16string shellFolderPath(int csidl) {
-  for (const ShellFolder& folder : kDefaultFolders) {
-    if (folder.csidl == csidl) return folder.path;
+  for (const ShellFolder& folder : kFolders) {
+    if (folder.csidl == csidl) return utf8ToUtf16(machineConfigValue(folder.configKey, folder.defaultPath));
   }
   return {};
 }
