@@ -79,8 +79,11 @@ BOOL CloseHandle(HANDLE hObject);
 // nSize units with ERROR_INSUFFICIENT_BUFFER when the buffer is too short.
 DWORD GetModuleFileNameW(HMODULE hModule, LPWSTR lpFilename, DWORD nSize);
 
-// Named events, shared between the processes of one emulated machine. A
-// missing event gives null with ERROR_FILE_NOT_FOUND.
+// Named events, shared between the processes of one emulated machine (the
+// "Global\" and "Local\" namespaces are one). A missing event gives null
+// with ERROR_FILE_NOT_FOUND. Unnamed events are private to the process.
+HANDLE CreateEventW(LPSECURITY_ATTRIBUTES lpEventAttributes, BOOL bManualReset, BOOL bInitialState,
+                    LPCWSTR lpName);
 HANDLE OpenEventW(DWORD dwDesiredAccess, BOOL bInheritHandle, LPCWSTR lpName);
 BOOL SetEvent(HANDLE hEvent);
 BOOL ResetEvent(HANDLE hEvent);
