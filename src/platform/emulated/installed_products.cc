@@ -1,0 +1,217 @@
+#include "platform/emulated/installed_products.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+
+#include "platform/emulated/machine_paths.h"
+#include "platform/emulated/unicode.h"
+
+namespace emulated {
+
+namespace {
+
+constexpr const char kSuffix[] = ".product";
+
+std::string storeDirectory() {
+  const std::string directory = machineRoot() + "/installer/products";
+  ::mkdir((machineRoot() + "/installer").c_str(), 0755);
+  ::mkdir(directory.c_str(), 0755);
+  return directory;
+}
+
+std::u16string upper(std::u16string_view text) {
+  std::u16string result(text);
+  for (char16_t& c : result) {
+    if (c >= u'a' && c <= u'z') c = static_cast<char16_t>(c - u'a' + u'A');
+  }
+  return result;
+}
+
+std::string productFile(std::u16string_view productCode) {
+  return storeDirectory() + "/" + utf16ToUtf8(upper(productCode)) + kSuffix;
+}
+
+// Serialises writers of all processes of the machine.
+class StoreLock {
+ public:
+  StoreLock() : fd_(::open((storeDirectory() + "/.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644)) {
+    if (fd_ >= 0) ::flock(fd_, LOCK_EX);
+  }
+  ~StoreLock() {
+    if (fd_ >= 0) ::close(fd_);
+  }
+  StoreLock(const StoreLock&) = delete;
+  StoreLock& operator=(const StoreLock&) = delete;
+
+ private:
+  int fd_;
+};
+
+// Values are one line each: line breaks inside a value are escaped.
+std::string escape(const std::u16string& value) {
+  std::string out;
+  for (char c : utf16ToUtf8(value)) {
+    if (c == '\\') out += "\\\\";
+    else if (c == '\n') out += "\\n";
+    else if (c == '\r') out += "\\r";
+    else out += c;
+  }
+  return out;
+}
+
+std::u16string unescape(const std::string& value) {
+  std::string out;
+  for (size_t i = 0; i < value.size(); ++i) {
+    if (value[i] != '\\' || i + 1 == value.size()) {
+      out += value[i];
+      continue;
+    }
+    char next = value[++i];
+    out += next == 'n' ? '\n' : next == 'r' ? '\r' : next;
+  }
+  return utf8ToUtf16(out);
+}
+
+struct Field {
+  const char* key;
+  std::u16string InstalledProduct::*member;
+};
+
+constexpr Field kFields[] = {
+    {"ProductCode", &InstalledProduct::productCode},
+    {"ProductName", &InstalledProduct::productName},
+    {"VersionString", &InstalledProduct::versionString},
+    {"PackageCode", &InstalledProduct::packageCode},
+    {"UpgradeCode", &InstalledProduct::upgradeCode},
+    {"InstallLocation", &InstalledProduct::installLocation},
+    {"LocalPackage", &InstalledProduct::localPackage},
+};
+
+std::string serialise(const InstalledProduct& product) {
+  std::ostringstream out;
+  for (const Field& field : kFields) out << field.key << '=' << escape(product.*(field.member)) << '\n';
+  for (const InstalledFeature& feature : product.features) {
+    out << "Feature=" << featureStateName(feature.state) << '|' << escape(feature.parent) << '|'
+        << escape(feature.name) << '\n';
+  }
+  return out.str();
+}
+
+std::optional<InstalledProduct> parse(std::istream& in) {
+  InstalledProduct product;
+  for (std::string line; std::getline(in, line);) {
+    const size_t equals = line.find('=');
+    if (equals == std::string::npos) continue;
+    const std::string key = line.substr(0, equals);
+    const std::string value = line.substr(equals + 1);
+    if (key == "Feature") {
+      const size_t first = value.find('|');
+      const size_t second = first == std::string::npos ? first : value.find('|', first + 1);
+      if (second == std::string::npos) continue;
+      auto state = featureStateFromName(value.substr(0, first));
+      product.features.push_back({unescape(value.substr(second + 1)),
+                                  unescape(value.substr(first + 1, second - first - 1)),
+                                  state.value_or(INSTALLSTATE_UNKNOWN)});
+      continue;
+    }
+    for (const Field& field : kFields) {
+      if (key == field.key) product.*(field.member) = unescape(value);
+    }
+  }
+  if (!isGuid(product.productCode)) return std::nullopt;
+  return product;
+}
+
+bool endsWith(const std::string& text, const std::string& suffix) {
+  return text.size() >= suffix.size() && text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
+}
+
+}  // namespace
+
+bool isGuid(std::u16string_view text) {
+  if (text.size() != 38 || text.front() != u'{' || text.back() != u'}') return false;
+  for (size_t i = 1; i < 37; ++i) {
+    const char16_t c = text[i];
+    const bool dash = i == 9 || i == 14 || i == 19 || i == 24;
+    const bool hex = (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F');
+    if (dash ? c != u'-' : !hex) return false;
+  }
+  return true;
+}
+
+bool sameGuid(std::u16string_view a, std::u16string_view b) { return upper(a) == upper(b); }
+
+std::optional<InstalledProduct> findInstalledProduct(std::u16string_view productCode) {
+  if (!isGuid(productCode)) return std::nullopt;
+  std::ifstream in(productFile(productCode));
+  if (!in) return std::nullopt;
+  return parse(in);
+}
+
+std::vector<InstalledProduct> installedProducts() {
+  std::vector<InstalledProduct> products;
+  const std::string directory = storeDirectory();
+  DIR* dir = ::opendir(directory.c_str());
+  if (dir == nullptr) return products;
+  while (dirent* entry = ::readdir(dir)) {
+    const std::string name = entry->d_name;
+    if (!endsWith(name, kSuffix)) continue;
+    std::ifstream in(directory + "/" + name);
+    if (auto product = parse(in)) products.push_back(std::move(*product));
+  }
+  ::closedir(dir);
+  std::sort(products.begin(), products.end(), [](const auto& a, const auto& b) {
+    return upper(a.productCode) < upper(b.productCode);
+  });
+  return products;
+}
+
+bool saveInstalledProduct(const InstalledProduct& product) {
+  if (!isGuid(product.productCode)) return false;
+  StoreLock lock;
+  const std::string path = productFile(product.productCode);
+  const std::string temporary = path + ".tmp." + std::to_string(::getpid());
+  const std::string text = serialise(product);
+  int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  if (fd < 0) return false;
+  const bool written = ::write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size()) && ::fsync(fd) == 0;
+  ::close(fd);
+  if (!written || std::rename(temporary.c_str(), path.c_str()) != 0) {
+    std::remove(temporary.c_str());
+    return false;
+  }
+  return true;
+}
+
+bool removeInstalledProduct(std::u16string_view productCode) {
+  if (!isGuid(productCode)) return false;
+  StoreLock lock;
+  return std::remove(productFile(productCode).c_str()) == 0;
+}
+
+const char* featureStateName(INSTALLSTATE state) {
+  switch (state) {
+    case INSTALLSTATE_LOCAL: return "local";
+    case INSTALLSTATE_SOURCE: return "source";
+    case INSTALLSTATE_ABSENT: return "absent";
+    case INSTALLSTATE_ADVERTISED: return "advertised";
+    default: return "unknown";
+  }
+}
+
+std::optional<INSTALLSTATE> featureStateFromName(std::string_view name) {
+  for (INSTALLSTATE state : {INSTALLSTATE_LOCAL, INSTALLSTATE_SOURCE, INSTALLSTATE_ABSENT, INSTALLSTATE_ADVERTISED}) {
+    if (name == featureStateName(state)) return state;
+  }
+  return std::nullopt;
+}
+
+}  // namespace emulated

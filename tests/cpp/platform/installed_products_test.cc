@@ -1,0 +1,137 @@
+// The store of installed products and Windows Installer's queries over it.
+#include "platform/emulated/installed_products.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+
+#include "../support/temp_machine.h"
+#include "platform/windows.h"
+
+namespace {
+
+using emulated::InstalledProduct;
+
+constexpr const char16_t* kProduct = u"{11111111-2222-3333-4444-555555555555}";
+constexpr const char16_t* kOther = u"{99999999-2222-3333-4444-555555555555}";
+constexpr const char16_t* kUpgrade = u"{AAAAAAAA-BBBB-CCCC-DDDD-EEEEEEEEEEEE}";
+
+class InstalledProducts : public test_support::TempMachineTest {
+ protected:
+  static InstalledProduct sample(const char16_t* code = kProduct) {
+    return {code, u"Sample App", u"2.5.1", u"{00000000-0000-0000-0000-000000000001}", kUpgrade,
+            u"C:\\Program Files\\Sample\\", u"C:\\Windows\\Installer\\1a2b.msi",
+            {{u"Main", u"", INSTALLSTATE_LOCAL}, {u"Docs", u"Main", INSTALLSTATE_ABSENT},
+             {u"Extras", u"Main", INSTALLSTATE_ADVERTISED}}};
+  }
+
+  static std::pair<UINT, std::u16string> info(const char16_t* product, const char16_t* property) {
+    WCHAR buffer[128];
+    DWORD size = 128;
+    UINT code = MsiGetProductInfoW(product, property, buffer, &size);
+    return {code, code == ERROR_SUCCESS ? std::u16string(buffer, size) : std::u16string()};
+  }
+};
+
+TEST_F(InstalledProducts, ProductPropertiesComeFromTheStore) {
+  ASSERT_TRUE(emulated::saveInstalledProduct(sample()));
+  using R = std::pair<UINT, std::u16string>;
+  EXPECT_EQ(info(kProduct, u"InstallLocation"), R(0, u"C:\\Program Files\\Sample\\"));
+  EXPECT_EQ(info(kProduct, u"InstalledProductName"), R(0, u"Sample App"));
+  EXPECT_EQ(info(kProduct, u"ProductName"), R(0, u"Sample App"));
+  EXPECT_EQ(info(kProduct, u"LocalPackage"), R(0, u"C:\\Windows\\Installer\\1a2b.msi"));
+  EXPECT_EQ(info(kProduct, u"VersionString"), R(0, u"2.5.1"));
+  EXPECT_EQ(info(kProduct, u"VersionMajor"), R(0, u"2"));
+  EXPECT_EQ(info(kProduct, u"VersionMinor"), R(0, u"5"));
+  EXPECT_EQ(info(kProduct, u"PackageCode"), R(0, u"{00000000-0000-0000-0000-000000000001}"));
+  // GUIDs match without regard to case.
+  EXPECT_EQ(info(u"{11111111-2222-3333-4444-555555555555}", u"VersionString").first, 0u);
+}
+
+TEST_F(InstalledProducts, QueriesGiveWindowsInstallerCodes) {
+  ASSERT_TRUE(emulated::saveInstalledProduct(sample()));
+  EXPECT_EQ(info(kOther, u"VersionString").first, static_cast<UINT>(ERROR_UNKNOWN_PRODUCT));
+  EXPECT_EQ(info(kProduct, u"NoSuchProperty").first, static_cast<UINT>(ERROR_UNKNOWN_PROPERTY));
+  EXPECT_EQ(info(u"{not-a-guid}", u"VersionString").first, static_cast<UINT>(ERROR_INVALID_PARAMETER));
+  EXPECT_EQ(info(u"11111111-2222-3333-4444-555555555555", u"VersionString").first,
+            static_cast<UINT>(ERROR_INVALID_PARAMETER));
+
+  // Two-call sizing: the size first, then the text; a short buffer gets 234.
+  DWORD size = 0;
+  EXPECT_EQ(MsiGetProductInfoW(kProduct, u"ProductName", nullptr, &size), 0u);
+  EXPECT_EQ(size, 10u);
+  WCHAR small[10];
+  size = 10;
+  EXPECT_EQ(MsiGetProductInfoW(kProduct, u"ProductName", small, &size), static_cast<UINT>(ERROR_MORE_DATA));
+  EXPECT_EQ(size, 10u);
+  EXPECT_EQ(std::u16string(small), u"Sample Ap");
+}
+
+TEST_F(InstalledProducts, RelatedProductsAndFeaturesAreEnumerated) {
+  ASSERT_TRUE(emulated::saveInstalledProduct(sample()));
+  ASSERT_TRUE(emulated::saveInstalledProduct(sample(kOther)));
+  WCHAR code[39];
+  EXPECT_EQ(MsiEnumRelatedProductsW(kUpgrade, 0, 0, code), 0u);
+  EXPECT_EQ(std::u16string(code), kProduct);
+  EXPECT_EQ(MsiEnumRelatedProductsW(kUpgrade, 0, 1, code), 0u);
+  EXPECT_EQ(std::u16string(code), kOther);
+  EXPECT_EQ(MsiEnumRelatedProductsW(kUpgrade, 0, 2, code), static_cast<UINT>(ERROR_NO_MORE_ITEMS));
+  EXPECT_EQ(MsiEnumRelatedProductsW(kProduct, 0, 0, code), static_cast<UINT>(ERROR_NO_MORE_ITEMS));
+  EXPECT_EQ(MsiEnumRelatedProductsW(u"{bad}", 0, 0, code), static_cast<UINT>(ERROR_INVALID_PARAMETER));
+
+  WCHAR feature[39];
+  WCHAR parent[39];
+  EXPECT_EQ(MsiEnumFeaturesW(kProduct, 1, feature, parent), 0u);
+  EXPECT_EQ(std::u16string(feature), u"Docs");
+  EXPECT_EQ(std::u16string(parent), u"Main");
+  EXPECT_EQ(MsiEnumFeaturesW(kProduct, 3, feature, parent), static_cast<UINT>(ERROR_NO_MORE_ITEMS));
+  EXPECT_EQ(MsiEnumFeaturesW(u"{12345678-2222-3333-4444-555555555555}", 0, feature, parent),
+            static_cast<UINT>(ERROR_UNKNOWN_PRODUCT));
+
+  EXPECT_EQ(MsiQueryFeatureStateW(kProduct, u"Main"), INSTALLSTATE_LOCAL);
+  EXPECT_EQ(MsiQueryFeatureStateW(kProduct, u"Docs"), INSTALLSTATE_ABSENT);
+  EXPECT_EQ(MsiQueryFeatureStateW(kProduct, u"Extras"), INSTALLSTATE_ADVERTISED);
+  EXPECT_EQ(MsiQueryFeatureStateW(kProduct, u"None"), INSTALLSTATE_UNKNOWN);
+  EXPECT_EQ(MsiQueryFeatureStateW(u"{x}", u"Main"), INSTALLSTATE_INVALIDARG);
+}
+
+TEST_F(InstalledProducts, AnInterruptedWriteLeavesThePreviousState) {
+  ASSERT_TRUE(emulated::saveInstalledProduct(sample()));
+  // A writer that died before its rename leaves only a temporary file.
+  std::ofstream(root_ + "/installer/products/{11111111-2222-3333-4444-555555555555}.product.tmp.1")
+      << "ProductCode={11111111-2222-3333-4444-555555555555}\nVersionStr";
+  EXPECT_EQ(info(kProduct, u"VersionString").second, u"2.5.1");
+  EXPECT_EQ(emulated::installedProducts().size(), 1u);
+  EXPECT_TRUE(emulated::removeInstalledProduct(kProduct));
+  EXPECT_FALSE(emulated::removeInstalledProduct(kProduct));
+  EXPECT_EQ(info(kProduct, u"VersionString").first, static_cast<UINT>(ERROR_UNKNOWN_PRODUCT));
+}
+
+TEST_F(InstalledProducts, TwoProcessesWritingAtOnceLoseNothing) {
+  constexpr int kPerProcess = 40;
+  auto code = [](int process, int i) {
+    char text[40];
+    std::snprintf(text, sizeof text, "{%08X-2222-3333-4444-555555555555}", process * 1000 + i);
+    return std::u16string(text, text + 38);
+  };
+  pid_t children[2];
+  for (int p = 0; p < 2; ++p) {
+    children[p] = ::fork();
+    ASSERT_GE(children[p], 0);
+    if (children[p] == 0) {
+      bool ok = true;
+      for (int i = 0; i < kPerProcess; ++i) ok &= emulated::saveInstalledProduct(sample(code(p, i).c_str()));
+      ::_exit(ok ? 0 : 1);
+    }
+  }
+  for (pid_t child : children) {
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+  }
+  EXPECT_EQ(emulated::installedProducts().size(), 2u * kPerProcess);
+}
+
+}  // namespace
