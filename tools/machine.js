@@ -1,0 +1,29 @@
+#!/usr/bin/env node
+'use strict';
+// The scenario tool: sets up the emulated Windows machine that an installer
+// UI runs on off Windows. The machine is INSTALLER_ORNEL_MACHINE, or --root.
+//
+//   node tools/machine.js [--root DIR] init
+//   node tools/machine.js config KEY VALUE
+//   node tools/machine.js register PACKAGE.msi [--product-code G] [--version V]
+//        [--package-code G] [--name N] [--location PATH] [--feature NAME=local|source|absent|advertised ...]
+//   node tools/machine.js unregister PRODUCTCODE
+//   node tools/machine.js list
+//   node tools/machine.js event create NAME | event set NAME
+const { spawnSync } = require('child_process');
+const path = require('path');
+
+const args = process.argv.slice(2);
+const env = { ...process.env };
+const rootAt = args.indexOf('--root');
+if (rootAt >= 0) {
+  env.INSTALLER_ORNEL_MACHINE = path.resolve(args[rootAt + 1] || '');
+  args.splice(rootAt, 2);
+}
+const buildDir = process.env.INSTALLER_ORNEL_BUILD_DIR || path.join(__dirname, '..', 'build');
+const result = spawnSync(path.join(buildDir, 'machine_tool'), args, { env, stdio: 'inherit' });
+if (result.error) {
+  console.error(`machine: ${result.error.message} (run npm run build first)`);
+  process.exit(1);
+}
+process.exit(result.status === null ? 1 : result.status);

@@ -1,0 +1,225 @@
+// The native half of the scenario tool (tools/machine.js): sets up an
+// emulated machine for an installer UI to run on. See the README.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "platform/emulated/installed_products.h"
+#include "platform/emulated/machine_config.h"
+#include "platform/emulated/machine_paths.h"
+#include "platform/emulated/unicode.h"
+#include "platform/windows.h"
+
+namespace {
+
+using emulated::utf16ToUtf8;
+using emulated::utf8ToUtf16;
+
+[[noreturn]] void fail(const std::string& message) {
+  std::fprintf(stderr, "machine: %s\n", message.c_str());
+  std::exit(1);
+}
+
+// An open package, read through the machine's own Windows Installer.
+class Package {
+ public:
+  explicit Package(const std::string& hostPath) {
+    const std::u16string path = emulated::toWindowsPath(hostPath);
+    const UINT code = MsiOpenDatabaseW(path.c_str(), MSIDBOPEN_READONLY, &database_);
+    if (code != ERROR_SUCCESS) fail("cannot open package " + hostPath + " (error " + std::to_string(code) + ")");
+  }
+  ~Package() { MsiCloseHandle(database_); }
+  Package(const Package&) = delete;
+  Package& operator=(const Package&) = delete;
+
+  // Each row of `query`, as texts of its fields; empty when the query fails.
+  std::vector<std::vector<std::u16string>> rows(const std::u16string& query) const {
+    std::vector<std::vector<std::u16string>> result;
+    MSIHANDLE view = 0;
+    if (MsiDatabaseOpenViewW(database_, query.c_str(), &view) != ERROR_SUCCESS) return result;
+    if (MsiViewExecute(view, 0) == ERROR_SUCCESS) {
+      MSIHANDLE record = 0;
+      while (MsiViewFetch(view, &record) == ERROR_SUCCESS) {
+        std::vector<std::u16string> row;
+        for (UINT field = 1; field <= MsiRecordGetFieldCount(record); ++field) row.push_back(text(record, field));
+        result.push_back(std::move(row));
+        MsiCloseHandle(record);
+      }
+    }
+    MsiCloseHandle(view);
+    return result;
+  }
+
+  std::u16string property(const std::u16string& name) const {
+    auto found = rows(u"SELECT `Value` FROM `Property` WHERE `Property`='" + name + u"'");
+    return found.empty() ? std::u16string() : found[0][0];
+  }
+
+  std::u16string packageCode() const {
+    MSIHANDLE summary = 0;
+    if (MsiGetSummaryInformationW(database_, nullptr, 0, &summary) != ERROR_SUCCESS) return {};
+    WCHAR buffer[64];
+    DWORD size = 64;
+    UINT type = 0;
+    INT number = 0;
+    const UINT code = MsiSummaryInfoGetPropertyW(summary, PID_REVNUMBER, &type, &number, nullptr, buffer, &size);
+    MsiCloseHandle(summary);
+    return code == ERROR_SUCCESS ? std::u16string(buffer, size) : std::u16string();
+  }
+
+ private:
+  static std::u16string text(MSIHANDLE record, UINT field) {
+    DWORD size = 0;
+    WCHAR empty[1];
+    if (MsiRecordGetStringW(record, field, empty, &size) != ERROR_MORE_DATA) return {};
+    std::u16string value(size + 1, u'\0');
+    ++size;
+    if (MsiRecordGetStringW(record, field, value.data(), &size) != ERROR_SUCCESS) return {};
+    value.resize(size);
+    return value;
+  }
+
+  MSIHANDLE database_ = 0;
+};
+
+std::string absolute(const std::string& path) {
+  if (!path.empty() && path[0] == '/') return path;
+  char cwd[4096];
+  if (::getcwd(cwd, sizeof cwd) == nullptr) fail("no current directory");
+  return std::string(cwd) + "/" + path;
+}
+
+// Copies the package to C:\Windows\Installer under a fresh name, as
+// Windows Installer caches every package it installs.
+std::u16string cachePackage(const std::string& hostPath) {
+  const std::u16string directory = u"C:\\Windows\\Installer";
+  const std::string hostDirectory = emulated::toHostPath(directory);
+  std::string made;
+  for (size_t pos = 1; pos <= hostDirectory.size(); ++pos) {
+    if (pos == hostDirectory.size() || hostDirectory[pos] == '/') ::mkdir(hostDirectory.substr(0, pos).c_str(), 0755);
+  }
+  std::random_device random;
+  char name[16];
+  std::snprintf(name, sizeof name, "%08x.msi", random());
+  std::ifstream in(hostPath, std::ios::binary);
+  std::ofstream out(hostDirectory + "/" + name, std::ios::binary);
+  out << in.rdbuf();
+  if (!out) fail("cannot cache the package in " + hostDirectory);
+  return directory + u"\\" + utf8ToUtf16(name);
+}
+
+std::u16string upperGuid(std::u16string text) {
+  for (char16_t& c : text) {
+    if (c >= u'a' && c <= u'z') c = static_cast<char16_t>(c - u'a' + u'A');
+  }
+  return text;
+}
+
+int registerPackage(const std::vector<std::string>& args) {
+  if (args.empty()) fail("usage: register PACKAGE.msi [--product-code G] [--version V] [--package-code G] "
+                         "[--name N] [--location PATH] [--feature NAME=local|source|absent|advertised ...]");
+  const std::string hostPath = absolute(args[0]);
+  emulated::InstalledProduct product;
+  {
+    Package package(hostPath);
+    product.productCode = package.property(u"ProductCode");
+    product.productName = package.property(u"ProductName");
+    product.versionString = package.property(u"ProductVersion");
+    product.upgradeCode = package.property(u"UpgradeCode");
+    product.packageCode = package.packageCode();
+    for (auto& row : package.rows(u"SELECT `Feature`, `Feature_Parent` FROM `Feature`")) {
+      product.features.push_back({row[0], row.size() > 1 ? row[1] : u"", INSTALLSTATE_LOCAL});
+    }
+  }
+  for (size_t i = 1; i < args.size(); ++i) {
+    const std::string& option = args[i];
+    if (i + 1 >= args.size()) fail("missing value for " + option);
+    const std::u16string value = utf8ToUtf16(args[++i]);
+    if (option == "--product-code") product.productCode = value;
+    else if (option == "--version") product.versionString = value;
+    else if (option == "--package-code") product.packageCode = value;
+    else if (option == "--name") product.productName = value;
+    else if (option == "--location") product.installLocation = value;
+    else if (option == "--feature") {
+      const size_t equals = value.find(u'=');
+      if (equals == std::u16string::npos) fail("--feature takes NAME=STATE");
+      auto state = emulated::featureStateFromName(utf16ToUtf8(value.substr(equals + 1)));
+      if (!state) fail("unknown feature state in " + utf16ToUtf8(value));
+      const std::u16string name = value.substr(0, equals);
+      bool found = false;
+      for (auto& feature : product.features) {
+        if (feature.name == name) {
+          feature.state = *state;
+          found = true;
+        }
+      }
+      if (!found) product.features.push_back({name, u"", *state});
+    } else {
+      fail("unknown option " + option);
+    }
+  }
+  if (!emulated::isGuid(product.productCode)) fail("no product code (a braced GUID): " + utf16ToUtf8(product.productCode));
+  product.productCode = upperGuid(product.productCode);
+  product.localPackage = cachePackage(hostPath);
+  if (!emulated::saveInstalledProduct(product)) fail("cannot write the store of installed products");
+  std::printf("%s\n", utf16ToUtf8(product.productCode).c_str());
+  return 0;
+}
+
+int list() {
+  for (const auto& product : emulated::installedProducts()) {
+    std::printf("%s\t%s\t%s\tupgrade %s\tpackage %s\t%s\n", utf16ToUtf8(product.productCode).c_str(),
+                utf16ToUtf8(product.productName).c_str(), utf16ToUtf8(product.versionString).c_str(),
+                utf16ToUtf8(product.upgradeCode).c_str(), utf16ToUtf8(product.packageCode).c_str(),
+                utf16ToUtf8(product.localPackage).c_str());
+    for (const auto& feature : product.features) {
+      std::printf("  feature %s\t%s%s\n", utf16ToUtf8(feature.name).c_str(), emulated::featureStateName(feature.state),
+                  feature.parent.empty() ? "" : ("\tparent " + utf16ToUtf8(feature.parent)).c_str());
+    }
+  }
+  return 0;
+}
+
+int event(const std::vector<std::string>& args) {
+  if (args.size() != 2 || (args[0] != "create" && args[0] != "set")) fail("usage: event create|set NAME");
+  const std::u16string name = utf8ToUtf16(args[1]);
+  HANDLE handle = args[0] == "create" ? CreateEventW(nullptr, TRUE, FALSE, name.c_str())
+                                      : OpenEventW(EVENT_MODIFY_STATE, FALSE, name.c_str());
+  if (handle == nullptr) fail("event " + args[1] + ": error " + std::to_string(GetLastError()));
+  if (args[0] == "set" && !SetEvent(handle)) fail("cannot set event " + args[1]);
+  CloseHandle(handle);
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::vector<std::string> args(argv + 1, argv + argc);
+  if (args.empty()) fail("usage: init | config KEY VALUE | register PACKAGE.msi [...] | unregister CODE | list | event create|set NAME");
+  const std::string command = args[0];
+  args.erase(args.begin());
+  if (command == "init") {
+    std::printf("%s\n", emulated::machineRoot().c_str());
+    return 0;
+  }
+  if (command == "config") {
+    if (args.size() != 2) fail("usage: config KEY VALUE");
+    if (!emulated::writeMachineConfigValue(args[0], args[1])) fail("cannot write " + emulated::machineConfigPath());
+    return 0;
+  }
+  if (command == "register") return registerPackage(args);
+  if (command == "unregister") {
+    if (args.size() != 1) fail("usage: unregister PRODUCTCODE");
+    if (!emulated::removeInstalledProduct(utf8ToUtf16(args[0]))) fail("not installed: " + args[0]);
+    return 0;
+  }
+  if (command == "list") return list();
+  if (command == "event") return event(args);
+  fail("unknown command " + command);
+}
