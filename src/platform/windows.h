@@ -29,6 +29,14 @@
 #include "platform/emulated/crt.h"
 #endif
 
+// Wide string literals that are WCHAR text on both machines:
+// WIDE_TEXT("x") is L"x" on Windows and u"x" elsewhere.
+#ifdef _WIN32
+#define WIDE_TEXT(text) L##text
+#else
+#define WIDE_TEXT(text) u##text
+#endif
+
 static_assert(sizeof(WCHAR) == 2, "wide text is UTF-16 on both machines");
 
 namespace platform {

@@ -1,7 +1,6 @@
 #include "install/msi/msi_product_info.h"
 
 #include "install/msi/package_readers.h"
-#include "install/msi/wide_text.h"
 
 namespace installer {
 namespace msi_wrapper {

@@ -41,7 +41,7 @@ MsiProductVersion::MsiProductVersion(const platform::wstring& text) {
     if (dot == platform::wstring::npos) dot = text.size();
     const platform::wstring piece = text.substr(cursor, dot - cursor);
     const auto value = static_cast<std::uint32_t>(readDecimal(piece));
-    if (value == 0 && piece != u"0") break;
+    if (value == 0 && piece != WIDE_TEXT("0")) break;
     *field = value;
     cursor = dot + 1;
   }

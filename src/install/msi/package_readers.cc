@@ -4,7 +4,6 @@
 
 #include "install/msi/msi_strings.h"
 #include "install/msi/msi_table_reader.h"
-#include "install/msi/wide_text.h"
 
 namespace installer {
 namespace msi_wrapper {
