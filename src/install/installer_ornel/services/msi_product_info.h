@@ -1,7 +1,12 @@
-// The `msi_product_info` service: the default package's product facts.
+// The `msi_product_info` service: the product in the default package.
+// Every method works on the shared product information, so each throws
+// "msiProductInfo error: <code>" while the package cannot be opened.
 #pragma once
 
+#include <vector>
+
 #include "install/installer_ornel/interop_helpers/binder.h"
+#include "platform/windows.h"
 
 namespace installer {
 
@@ -9,7 +14,29 @@ class MsiProductInfoService {
  public:
   static constexpr const char kName[] = "msi_product_info";
 
-  static void bindMethods(node_interop::helpers::ObjectHolder& holder) {}
+  platform::wstring getProductName();
+  platform::wstring getInstallDirectory();
+  platform::wstring getMsiFilePath();
+  platform::wstring getProductCode();
+  platform::wstring getProperty(const platform::wstring& name);
+  std::vector<platform::wstring> getCabFileNames();
+  // Any Windows Installer SQL on the package; [] when it fails.
+  std::vector<std::vector<platform::wstring>> executeQuery(const platform::wstring& query);
+  platform::wstring getRebrandingCode();
+  platform::wstring getPremiumLink();
+
+  static void bindMethods(node_interop::helpers::ObjectHolder& holder) {
+    using node_interop::helpers::bindMethod;
+    bindMethod(holder, "getProductName", &MsiProductInfoService::getProductName);
+    bindMethod(holder, "getInstallDirectory", &MsiProductInfoService::getInstallDirectory);
+    bindMethod(holder, "getMsiFilePath", &MsiProductInfoService::getMsiFilePath);
+    bindMethod(holder, "getProductCode", &MsiProductInfoService::getProductCode);
+    bindMethod(holder, "getProperty", &MsiProductInfoService::getProperty);
+    bindMethod(holder, "getCabFileNames", &MsiProductInfoService::getCabFileNames);
+    bindMethod(holder, "executeQuery", &MsiProductInfoService::executeQuery);
+    bindMethod(holder, "getRebrandingCode", &MsiProductInfoService::getRebrandingCode);
+    bindMethod(holder, "getPremiumLink", &MsiProductInfoService::getPremiumLink);
+  }
 };
 
 }  // namespace installer

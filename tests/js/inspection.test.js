@@ -1,0 +1,112 @@
+'use strict';
+// msi_product_info and msi_package_info on an emulated machine: a real
+// package next to the emulated host executable.
+const test = require('node:test');
+const assert = require('node:assert');
+const fs = require('fs');
+const path = require('path');
+const { buildDir } = require('./addons');
+const { runChild, traceFiles } = require('./child');
+
+const fixture = (name) => path.join(buildDir, 'tests', 'fixtures', `${name}.msi`);
+const PACKAGE = 'brindle_installer.msi';
+
+// Runs `body` in a fresh UI process whose host executable is C:\Setup\setup.exe.
+function ui(body, { setup = () => {}, hostExecutable = 'C:\\Setup\\setup.exe' } = {}) {
+  return runChild(`
+    const fs = require('fs'), path = require('path');
+    const root = process.env.INSTALLER_ORNEL_MACHINE;
+    fs.mkdirSync(path.join(root, 'drive_c', 'Setup'), { recursive: true });
+    fs.writeFileSync(path.join(root, 'machine.conf'), ${JSON.stringify(`hostExecutable=${hostExecutable}\n`)});
+    const out = {};
+    const attempt = (f) => { try { return f(); } catch (e) { return 'Error: ' + e.message; } };
+    ${body}
+    console.log(JSON.stringify(out));`);
+}
+const result = (child) => {
+  assert.strictEqual(child.status, 0, child.stderr);
+  // The last line: a test that calls back later prints again then.
+  return JSON.parse(child.stdout.trim().split('\n').pop());
+};
+
+test('the product is read from the package beside the host executable, once it is there', () => {
+  const out = result(ui(`
+    const product = query('msi_product_info');
+    out.missing = attempt(() => product.getProductName());
+    fs.copyFileSync(${JSON.stringify(fixture('branded'))}, path.join(root, 'drive_c', 'Setup', '${PACKAGE}'));
+    out.name = product.getProductName();
+    out.file = product.getMsiFilePath();
+    out.code = product.getProductCode();
+    out.version = product.getProperty('ProductVersion');
+    out.none = product.getProperty('NoSuchProperty');
+    out.cabinets = product.getCabFileNames();
+    out.rebranding = product.getRebrandingCode();
+    out.premium = product.getPremiumLink();
+    out.rows = product.executeQuery("SELECT \`Property\`, \`Value\` FROM \`Property\` WHERE \`Property\`='ProductName'");
+    out.malformed = product.executeQuery('SELEC nothing');
+    out.missingTable = product.executeQuery('SELECT * FROM \`NoSuchTable\`');
+    out.async = null;
+    product.getProductName((name) => { out.async = name; console.log(JSON.stringify(out)); });`));
+  assert.strictEqual(out.missing, 'Error: msiProductInfo error: 110');
+  assert.strictEqual(out.name, 'Ornel Sample');
+  assert.strictEqual(out.file, `C:\\Setup\\${PACKAGE}`);
+  assert.match(out.code, /^\{[0-9A-F-]{36}\}$/);
+  assert.match(out.version, /^\d+\.\d+\.\d+/);
+  assert.strictEqual(out.none, '');
+  assert.ok(Array.isArray(out.cabinets));
+  assert.strictEqual(out.rebranding, 'PARTNER-42');
+  assert.strictEqual(out.premium, 'https://example.invalid/premium');
+  assert.deepStrictEqual(out.rows, [['ProductName', 'Ornel Sample']]);
+  assert.deepStrictEqual(out.malformed, []);
+  assert.deepStrictEqual(out.missingTable, []);
+  assert.strictEqual(out.async, 'Ornel Sample');
+});
+
+test('a package without branding gives empty texts; a host in a drive root finds it there', () => {
+  const out = result(ui(`
+    fs.copyFileSync(${JSON.stringify(fixture('product'))}, path.join(root, 'drive_c', '${PACKAGE}'));
+    const product = query('msi_product_info');
+    out.file = product.getMsiFilePath();
+    out.rebranding = product.getRebrandingCode();
+    out.premium = product.getPremiumLink();`, { hostExecutable: 'C:\\setup.exe' }));
+  assert.deepStrictEqual(out, { file: `C:\\${PACKAGE}`, rebranding: '', premium: '' });
+});
+
+test('msi_package_info reads the package in the current directory', () => {
+  const out = result(ui(`
+    const info = query('msi_package_info');
+    out.before = [info.isValid(), info.getPackageCode()];
+    fs.copyFileSync(${JSON.stringify(fixture('product'))}, '${PACKAGE}');
+    out.after = [info.isValid(), info.getPackageCode()];
+    fs.writeFileSync('${PACKAGE}', 'not a package');
+    out.broken = [info.isValid(), info.getPackageCode()];`));
+  assert.deepStrictEqual(out.before, [false, '']);
+  assert.deepStrictEqual(out.after, [true, '{3C8E5A1F-6B2D-4E7A-9F10-2A4B6C8D0E1F}']);
+  assert.deepStrictEqual(out.broken, [false, '']);
+});
+
+test('without the package-ready event the package is opened at once, and the trace says why', () => {
+  const child = ui(`
+    query('tracer_controller').turnOnTraces();
+    out.valid = query('msi_package_info').isValid();
+    out.again = query('msi_package_info').isValid();`);
+  assert.deepStrictEqual(result(child), { valid: false, again: false });
+  const [file] = traceFiles(child.dir);
+  const lines = fs.readFileSync(path.join(child.dir, file), 'utf8').split('\r\n').map((l) => l.slice(9));
+  assert.deepStrictEqual(lines.filter((l) => l.startsWith('bl\t')), ['bl\tMsi not ready: 2']);
+});
+
+test('with the package-ready event the first call waits until the bootstrapper sets it', () => {
+  const tool = path.join(__dirname, '..', '..', 'tools', 'machine.js');
+  const event = 'Global\\Event_TOLV_7A3C52E0-91B4-4D6F-A2C8-3E5F60B1D947';
+  const out = result(ui(`
+    const { execFileSync, spawn } = require('child_process');
+    execFileSync(process.execPath, [${JSON.stringify(tool)}, 'event', 'create', ${JSON.stringify(event)}]);
+    // The "bootstrapper": sets the event 300 ms from now, in another process.
+    spawn(process.execPath, ['-e', 'setTimeout(() => require("child_process").execFileSync(process.execPath, ' +
+      JSON.stringify([${JSON.stringify(tool)}, 'event', 'set', ${JSON.stringify(event)}]) + '), 300)'], { stdio: 'ignore' });
+    const start = Date.now();
+    out.valid = query('msi_package_info').isValid();
+    out.waited = Date.now() - start >= 250;`));
+  assert.deepStrictEqual(out, { valid: false, waited: true });
+});
