@@ -110,3 +110,26 @@ test('with the package-ready event the first call waits until the bootstrapper s
     out.waited = Date.now() - start >= 250;`));
   assert.deepStrictEqual(out, { valid: false, waited: true });
 });
+
+test('the setup type follows what the machine has installed', () => {
+  const tool = path.join(__dirname, '..', '..', 'tools', 'machine.js');
+  const OTHER = '{00000000-1111-2222-3333-444444444444}';
+  const scenarios = [
+    ['no_upgrade', [], 0],
+    ['product', [], 1],
+    ['product', [['--product-code', OTHER, '--version', '0.5.0']], 1],
+    ['product', [['--product-code', OTHER, '--version', '1.1.0']], 3],
+    ['product', [[]], 4],
+    ['product', [['--package-code', '{99999999-1111-2222-3333-444444444444}']], 2],
+  ];
+  for (const [name, registrations, expected] of scenarios) {
+    const out = result(ui(`
+      const { execFileSync } = require('child_process');
+      for (const options of ${JSON.stringify(registrations)}) {
+        execFileSync(process.execPath, [${JSON.stringify(tool)}, 'register', ${JSON.stringify(fixture('product'))}, ...options]);
+      }
+      fs.copyFileSync(${JSON.stringify(fixture(name))}, path.join(root, 'drive_c', 'Setup', '${PACKAGE}'));
+      out.type = query('msi_product_info').getSetupType();`));
+    assert.strictEqual(out.type, expected, `${name} with ${JSON.stringify(registrations)}`);
+  }
+});

@@ -1,4 +1,5 @@
 #include "install/msi/msi_product_info.h"
+#include "install/msi/setup_type.h"
 
 #include "install/msi/package_readers.h"
 
@@ -66,6 +67,8 @@ std::unique_ptr<MsiProductInfoInterface> openMsiProductInfo(const platform::wstr
   if (error != ERROR_SUCCESS) return nullptr;
   return info;
 }
+
+std::int32_t MsiProductInfo::getSetupType() { return msi_wrapper::getSetupType(database_.get(), *packageInfo_); }
 
 }  // namespace msi_wrapper
 }  // namespace installer

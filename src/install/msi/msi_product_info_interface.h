@@ -25,6 +25,8 @@ class MsiProductInfoInterface {
   virtual platform::wstring getProductCode() = 0;
   virtual platform::wstring getProperty(const platform::wstring& name) = 0;
   virtual std::vector<platform::wstring> getCabFileNames() = 0;
+  // What the package means on this machine (setup_type.h): 0 to 4.
+  virtual std::int32_t getSetupType() = 0;
 };
 
 // The product of a package file, opened read-only. Nothing when the open

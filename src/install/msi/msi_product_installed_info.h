@@ -26,6 +26,8 @@ class MsiProductInstalledInfo : public MsiProductInfoInterface {
   platform::wstring getProperty(const platform::wstring& name) override;
   // Installed products are never asked for their cabinets.
   std::vector<platform::wstring> getCabFileNames() override;  // throws "Not implemented"
+  // The package that is installed is this very product.
+  std::int32_t getSetupType() override { return 4; }
 
  private:
   platform::wstring productCode_;

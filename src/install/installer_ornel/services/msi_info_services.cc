@@ -23,6 +23,8 @@ platform::wstring MsiProductInfoService::getProperty(const platform::wstring& na
   return getMsiProductInfo()->getProperty(name);
 }
 
+std::int32_t MsiProductInfoService::getSetupType() { return getMsiProductInfo()->getSetupType(); }
+
 std::vector<platform::wstring> MsiProductInfoService::getCabFileNames() {
   return getMsiProductInfo()->getCabFileNames();
 }

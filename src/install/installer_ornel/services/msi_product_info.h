@@ -3,6 +3,7 @@
 // "msiProductInfo error: <code>" while the package cannot be opened.
 #pragma once
 
+#include <cstdint>
 #include <vector>
 
 #include "install/installer_ornel/interop_helpers/binder.h"
@@ -19,6 +20,9 @@ class MsiProductInfoService {
   platform::wstring getMsiFilePath();
   platform::wstring getProductCode();
   platform::wstring getProperty(const platform::wstring& name);
+  // 0 not determined, 1 fresh install, 2 installed from another package,
+  // 3 upgrade of an installed related product, 4 installed with this package.
+  std::int32_t getSetupType();
   std::vector<platform::wstring> getCabFileNames();
   // Any Windows Installer SQL on the package; [] when it fails.
   std::vector<std::vector<platform::wstring>> executeQuery(const platform::wstring& query);
@@ -32,6 +36,7 @@ class MsiProductInfoService {
     bindMethod(holder, "getMsiFilePath", &MsiProductInfoService::getMsiFilePath);
     bindMethod(holder, "getProductCode", &MsiProductInfoService::getProductCode);
     bindMethod(holder, "getProperty", &MsiProductInfoService::getProperty);
+    bindMethod(holder, "getSetupType", &MsiProductInfoService::getSetupType);
     bindMethod(holder, "getCabFileNames", &MsiProductInfoService::getCabFileNames);
     bindMethod(holder, "executeQuery", &MsiProductInfoService::executeQuery);
     bindMethod(holder, "getRebrandingCode", &MsiProductInfoService::getRebrandingCode);
