@@ -133,3 +133,31 @@ test('the setup type follows what the machine has installed', () => {
     assert.strictEqual(out.type, expected, `${name} with ${JSON.stringify(registrations)}`);
   }
 });
+
+test('an installed related product is classified by the upgrade rule that finds it', () => {
+  const tool = path.join(__dirname, '..', '..', 'tools', 'machine.js');
+  const OTHER = '{00000000-1111-2222-3333-444444444444}';
+  const conflict = (name, registrations) => result(ui(`
+    const { execFileSync } = require('child_process');
+    for (const options of ${JSON.stringify(registrations)}) {
+      execFileSync(process.execPath, [${JSON.stringify(tool)}, 'register', ${JSON.stringify(fixture('product'))}, ...options]);
+    }
+    fs.copyFileSync(${JSON.stringify(fixture(name))}, path.join(root, 'drive_c', 'Setup', '${PACKAGE}'));
+    const box = {};
+    out.found = query('msi_product_info').getConflictedProductInfo(box);
+    out.info = JSON.parse(JSON.stringify(box.value));`));
+  const beta = ['--product-code', OTHER, '--version', '1.1.0', '--name', 'Sample Beta'];
+  assert.deepStrictEqual(conflict('conflict_beta', [beta]), { found: true, info: {
+    productName: 'Sample Beta', productCode: OTHER, isBeta: true, isTolv: true, isTheSame: false, isDowngrade: false } });
+  assert.deepStrictEqual(conflict('conflict_family', [beta]).info,
+    { productName: 'Sample Beta', productCode: OTHER, isBeta: false, isTolv: true, isTheSame: false, isDowngrade: false });
+  assert.deepStrictEqual(conflict('conflict_neither', [['--product-code', OTHER, '--version', '2.0.0']]).info,
+    { productName: 'Ornel Sample', productCode: OTHER, isBeta: false, isTolv: false, isTheSame: false, isDowngrade: false });
+  // 10.0.0 against 9.0.0 compares as text: "1" sorts before "9", a downgrade.
+  assert.strictEqual(conflict('version_ten', [['--product-code', OTHER, '--version', '9.0.0']]).info.isDowngrade, true);
+  const same = conflict('product', [[]]);
+  assert.strictEqual(same.info.isTheSame, true);
+  const none = conflict('product', []);
+  assert.strictEqual(none.found, false);
+  assert.strictEqual(none.info.productCode, '', 'the empty object receives the default record');
+});

@@ -1,13 +1,6 @@
 // Records: native structures that travel to script as plain objects.
 //
-// A record's owner declares its fields once, in order:
-//
-//   template <> struct RecordFields<FeatureInfo> {
-//     static constexpr auto fields = std::make_tuple(
-//         field("name", &FeatureInfo::name),
-//         field("installLevel", &FeatureInfo::installLevel));
-//   };
-//
+// A record's owner declares its fields once, in order (record_fields.h).
 // The kind of each field follows from its member type: a wide string, a
 // 32-bit integer (read with the unsigned conversion, so -1 is stored as
 // 4294967295 and written back as -1), a boolean, or another record.
@@ -24,27 +17,9 @@
 #include "install/installer_ornel/interop_helpers/convert.h"
 #include "install/installer_ornel/interop_helpers/external_record.h"
 #include "install/installer_ornel/interop_helpers/plain_object.h"
+#include "install/installer_ornel/interop_helpers/record_fields.h"
 
 namespace node_interop::helpers {
-
-template <typename Record>
-struct RecordFields;
-
-template <typename Record, typename Member>
-struct Field {
-  const char* name;
-  Member Record::*member;
-};
-
-template <typename Record, typename Member>
-constexpr Field<Record, Member> field(const char* name, Member Record::*member) {
-  return {name, member};
-}
-
-template <typename T, typename = void>
-struct IsRecord : std::false_type {};
-template <typename T>
-struct IsRecord<T, std::void_t<decltype(RecordFields<T>::fields)>> : std::true_type {};
 
 // How a field of member type M is read from script.
 template <typename M>

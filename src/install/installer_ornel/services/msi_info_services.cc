@@ -33,6 +33,10 @@ std::vector<std::vector<platform::wstring>> MsiProductInfoService::executeQuery(
   return msi_wrapper::readQueryRows(getMsiProductInfo()->getMsiFilePath(), query);
 }
 
+bool MsiProductInfoService::getConflictedProductInfo(msi_wrapper::ConflictedProductInfo& info) {
+  return msi_wrapper::getConflictedProductInfo(info);
+}
+
 platform::wstring MsiProductInfoService::getRebrandingCode() {
   return msi_wrapper::readRebrandingCode(getMsiProductInfo()->getMsiFilePath());
 }

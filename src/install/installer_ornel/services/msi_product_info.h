@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "install/installer_ornel/interop_helpers/binder.h"
+#include "install/msi/conflicted_product.h"
 #include "platform/windows.h"
 
 namespace installer {
@@ -26,6 +27,8 @@ class MsiProductInfoService {
   std::vector<platform::wstring> getCabFileNames();
   // Any Windows Installer SQL on the package; [] when it fails.
   std::vector<std::vector<platform::wstring>> executeQuery(const platform::wstring& query);
+  // The installed product related to the package, if any, into `info`.
+  bool getConflictedProductInfo(msi_wrapper::ConflictedProductInfo& info);
   platform::wstring getRebrandingCode();
   platform::wstring getPremiumLink();
 
@@ -39,6 +42,7 @@ class MsiProductInfoService {
     bindMethod(holder, "getSetupType", &MsiProductInfoService::getSetupType);
     bindMethod(holder, "getCabFileNames", &MsiProductInfoService::getCabFileNames);
     bindMethod(holder, "executeQuery", &MsiProductInfoService::executeQuery);
+    bindMethod(holder, "getConflictedProductInfo", &MsiProductInfoService::getConflictedProductInfo);
     bindMethod(holder, "getRebrandingCode", &MsiProductInfoService::getRebrandingCode);
     bindMethod(holder, "getPremiumLink", &MsiProductInfoService::getPremiumLink);
   }
