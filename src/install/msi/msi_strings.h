@@ -36,6 +36,11 @@ std::uint32_t readRecordString(MSIHANDLE record, std::uint32_t field, platform::
 // A property of an installed product through MsiGetProductInfoW, with the
 // same sizing; `value` is left untouched unless the read succeeds. Defined
 // with the installed-product queries.
+// A number read as the C runtime's wide decimal conversion reads it:
+// leading blanks and a sign accepted, digits up to the first other
+// character, clamped to the signed 32-bit range; no digits give 0.
+std::int32_t runtimeDecimal(const platform::wstring& text);
+
 std::uint32_t readProductInfoString(const platform::wstring& productCode, const platform::wstring& property,
                                     platform::wstring& value);
 

@@ -12,21 +12,6 @@ namespace msi_wrapper {
 
 namespace {
 
-// The C runtime's reading of a decimal; "" gives 0.
-std::int32_t decimal(const platform::wstring& text) {
-  std::int64_t value = 0;
-  size_t i = 0;
-  bool negative = !text.empty() && text[0] == WIDE_TEXT('-');
-  if (!text.empty() && (text[0] == WIDE_TEXT('-') || text[0] == WIDE_TEXT('+'))) i = 1;
-  for (; i < text.size() && text[i] >= WIDE_TEXT('0') && text[i] <= WIDE_TEXT('9'); ++i) {
-    value = value * 10 + (text[i] - WIDE_TEXT('0'));
-    if (value > 0x80000000LL) value = 0x80000000LL;
-  }
-  if (negative) value = -value;
-  if (value > 0x7FFFFFFFLL) value = 0x7FFFFFFFLL;
-  return static_cast<std::int32_t>(value);
-}
-
 bool inRange(const MsiProductVersion& version, const UpgradeEntry& entry) {
   if (version < entry.versionMin) return false;
   if (version == entry.versionMin && !(entry.attributes & kUpgradeMinInclusive)) return false;
@@ -46,7 +31,7 @@ std::uint32_t readUpgradeRow(MSIHANDLE record, UpgradeEntry& entry) {
   if ((code = readRecordString(record, 3, text)) != ERROR_SUCCESS) return code;
   if (!text.empty()) entry.versionMax = text;
   if ((code = readRecordString(record, 4, text)) != ERROR_SUCCESS) return code;
-  entry.attributes = decimal(text);
+  entry.attributes = runtimeDecimal(text);
   return ERROR_SUCCESS;
 }
 

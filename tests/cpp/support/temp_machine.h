@@ -1,6 +1,6 @@
 // A fresh emulated machine for each test: its own root directory (with
 // drive_c), named by INSTALLER_ORNEL_MACHINE while the test runs, and
-// removed afterwards.
+// removed afterwards, when the machine named before comes back.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -19,13 +19,21 @@ class TempMachineTest : public ::testing::Test {
     char pattern[] = "/tmp/ornel-machine-XXXXXX";
     ASSERT_NE(::mkdtemp(pattern), nullptr);
     root_ = pattern;
+    const char* previous = ::getenv("INSTALLER_ORNEL_MACHINE");
+    hadPrevious_ = previous != nullptr;
+    if (hadPrevious_) previous_ = previous;
     ::setenv("INSTALLER_ORNEL_MACHINE", root_.c_str(), 1);
     ASSERT_EQ(::mkdir((root_ + "/drive_c").c_str(), 0755), 0);
   }
   void TearDown() override {
     std::string cmd = "rm -rf '" + root_ + "'";
     (void)::system(cmd.c_str());
-    ::unsetenv("INSTALLER_ORNEL_MACHINE");
+    // Tests of one binary may share a machine set up for the whole process.
+    if (hadPrevious_) {
+      ::setenv("INSTALLER_ORNEL_MACHINE", previous_.c_str(), 1);
+    } else {
+      ::unsetenv("INSTALLER_ORNEL_MACHINE");
+    }
   }
 
   // The host path of a path under C:\, given with forward slashes.
@@ -44,6 +52,10 @@ class TempMachineTest : public ::testing::Test {
   }
 
   std::string root_;
+
+ private:
+  bool hadPrevious_ = false;
+  std::string previous_;
 };
 
 }  // namespace test_support
