@@ -161,3 +161,27 @@ test('an installed related product is classified by the upgrade rule that finds 
   assert.strictEqual(none.found, false);
   assert.strictEqual(none.info.productCode, '', 'the empty object receives the default record');
 });
+
+test('the feature tree fills the array in place, holes included', () => {
+  const out = result(ui(`
+    fs.copyFileSync(${JSON.stringify(fixture('features'))}, path.join(root, 'drive_c', 'Setup', '${PACKAGE}'));
+    const features = Array.from({ length: 5 }, () => ({}));
+    out.code = query('msi_product_info').getProductFeatures(features);
+    out.length = features.length;
+    out.holes = [3, 4].map((i) => i in features);
+    out.features = JSON.parse(JSON.stringify(features.slice(0, 3)));
+    const bad = [];
+    out.badArray = attempt(() => query('msi_product_info').getProductFeatures({}));`));
+  assert.strictEqual(out.code, 0);
+  assert.strictEqual(out.length, 5);
+  assert.deepStrictEqual(out.holes, [false, false]);
+  const byName = Object.fromEntries(out.features.map((f) => [f.name, f]));
+  assert.deepStrictEqual(Object.keys(out.features[0]), ['name', 'parentName', 'displayName', 'description',
+    'activeInstallLevel', 'defaultInstallLevel', 'cost', 'enabled', 'visible']);
+  assert.deepStrictEqual(byName.Docs, { name: 'Docs', parentName: 'Complete', displayName: 'Documentation',
+    description: 'The manuals', activeInstallLevel: { condition: 'NOT Installed', installLevel: 1 },
+    defaultInstallLevel: 3, cost: 0, enabled: true, visible: false });
+  assert.deepStrictEqual(byName.Extras.activeInstallLevel, { condition: '', installLevel: 0 });
+  assert.strictEqual(byName.Extras.visible, true);
+  assert.strictEqual(out.badArray, 'Error: Failed to convert to Array type');
+});

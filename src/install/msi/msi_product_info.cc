@@ -1,4 +1,5 @@
 #include "install/msi/msi_product_info.h"
+#include "install/msi/feature_info.h"
 #include "install/msi/setup_type.h"
 
 #include "install/msi/package_readers.h"
@@ -66,6 +67,11 @@ std::unique_ptr<MsiProductInfoInterface> openMsiProductInfo(const platform::wstr
   error = info->openError();
   if (error != ERROR_SUCCESS) return nullptr;
   return info;
+}
+
+std::uint32_t MsiProductInfo::getProductFeatures(std::vector<FeatureInfo>& features) {
+  features.clear();
+  return readFeatureTable(database_.get(), features);
 }
 
 std::int32_t MsiProductInfo::getSetupType() { return msi_wrapper::getSetupType(database_.get(), *packageInfo_); }

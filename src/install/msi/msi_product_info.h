@@ -27,6 +27,7 @@ class MsiProductInfo : public MsiProductInfoInterface {
   platform::wstring getProductCode() override;
   platform::wstring getProperty(const platform::wstring& name) override;
   std::vector<platform::wstring> getCabFileNames() override;
+  std::uint32_t getProductFeatures(std::vector<FeatureInfo>& features) override;
   std::int32_t getSetupType() override;
 
   std::uint32_t openError() const { return openError_; }

@@ -12,6 +12,8 @@
 namespace installer {
 namespace msi_wrapper {
 
+struct FeatureInfo;
+
 class MsiProductInfoInterface {
  public:
   MsiProductInfoInterface() = default;
@@ -25,6 +27,8 @@ class MsiProductInfoInterface {
   virtual platform::wstring getProductCode() = 0;
   virtual platform::wstring getProperty(const platform::wstring& name) = 0;
   virtual std::vector<platform::wstring> getCabFileNames() = 0;
+  // The feature tree (feature_info.h); Windows Installer's code.
+  virtual std::uint32_t getProductFeatures(std::vector<FeatureInfo>& features) = 0;
   // What the package means on this machine (setup_type.h): 0 to 4.
   virtual std::int32_t getSetupType() = 0;
 };

@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "install/msi/feature_info.h"
 #include "install/msi/msi_strings.h"
 
 namespace installer {
@@ -39,6 +40,10 @@ platform::wstring MsiProductInstalledInfo::getMsiFilePath() {
 
 platform::wstring MsiProductInstalledInfo::getProperty(const platform::wstring& name) {
   return productProperty(productCode_, name);
+}
+
+std::uint32_t MsiProductInstalledInfo::getProductFeatures(std::vector<FeatureInfo>& features) {
+  return readInstalledFeatures(productCode_, getMsiFilePath(), features);
 }
 
 std::vector<platform::wstring> MsiProductInstalledInfo::getCabFileNames() {

@@ -26,6 +26,7 @@ class MsiProductInstalledInfo : public MsiProductInfoInterface {
   platform::wstring getProperty(const platform::wstring& name) override;
   // Installed products are never asked for their cabinets.
   std::vector<platform::wstring> getCabFileNames() override;  // throws "Not implemented"
+  std::uint32_t getProductFeatures(std::vector<FeatureInfo>& features) override;
   // The package that is installed is this very product.
   std::int32_t getSetupType() override { return 4; }
 

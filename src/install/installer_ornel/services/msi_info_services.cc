@@ -23,6 +23,10 @@ platform::wstring MsiProductInfoService::getProperty(const platform::wstring& na
   return getMsiProductInfo()->getProperty(name);
 }
 
+std::uint32_t MsiProductInfoService::getProductFeatures(std::vector<msi_wrapper::FeatureInfo>& features) {
+  return getMsiProductInfo()->getProductFeatures(features);
+}
+
 std::int32_t MsiProductInfoService::getSetupType() { return getMsiProductInfo()->getSetupType(); }
 
 std::vector<platform::wstring> MsiProductInfoService::getCabFileNames() {

@@ -8,6 +8,7 @@
 
 #include "install/installer_ornel/interop_helpers/binder.h"
 #include "install/msi/conflicted_product.h"
+#include "install/msi/feature_info.h"
 #include "platform/windows.h"
 
 namespace installer {
@@ -21,6 +22,8 @@ class MsiProductInfoService {
   platform::wstring getMsiFilePath();
   platform::wstring getProductCode();
   platform::wstring getProperty(const platform::wstring& name);
+  // Fills `features` (an array rewritten in place); Windows Installer's code.
+  std::uint32_t getProductFeatures(std::vector<msi_wrapper::FeatureInfo>& features);
   // 0 not determined, 1 fresh install, 2 installed from another package,
   // 3 upgrade of an installed related product, 4 installed with this package.
   std::int32_t getSetupType();
@@ -39,6 +42,7 @@ class MsiProductInfoService {
     bindMethod(holder, "getMsiFilePath", &MsiProductInfoService::getMsiFilePath);
     bindMethod(holder, "getProductCode", &MsiProductInfoService::getProductCode);
     bindMethod(holder, "getProperty", &MsiProductInfoService::getProperty);
+    bindMethod(holder, "getProductFeatures", &MsiProductInfoService::getProductFeatures);
     bindMethod(holder, "getSetupType", &MsiProductInfoService::getSetupType);
     bindMethod(holder, "getCabFileNames", &MsiProductInfoService::getCabFileNames);
     bindMethod(holder, "executeQuery", &MsiProductInfoService::executeQuery);
