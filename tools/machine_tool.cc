@@ -10,10 +10,10 @@
 #include <string>
 #include <vector>
 
-#include "platform/emulated/installed_products.h"
-#include "platform/emulated/machine_config.h"
-#include "platform/emulated/machine_paths.h"
-#include "platform/emulated/unicode.h"
+#include "platform/emulated/products/installed_products.h"
+#include "platform/emulated/machine/machine_config.h"
+#include "platform/emulated/machine/machine_paths.h"
+#include "platform/emulated/machine/unicode.h"
 #include "platform/windows.h"
 
 namespace {

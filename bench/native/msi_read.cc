@@ -24,7 +24,7 @@
 #include <string>
 
 #include "install/msi/msi_database.h"
-#include "platform/emulated/machine_paths.h"
+#include "platform/emulated/machine/machine_paths.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include "../support/temp_machine.h"
 #include "../support/test_packages.h"
 #include "install/msi/msi_product_installed_info.h"
-#include "platform/emulated/installed_products.h"
+#include "platform/emulated/products/installed_products.h"
 
 namespace {
 

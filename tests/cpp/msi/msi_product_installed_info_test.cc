@@ -6,7 +6,7 @@
 #include <stdexcept>
 
 #include "../support/temp_machine.h"
-#include "platform/emulated/installed_products.h"
+#include "platform/emulated/products/installed_products.h"
 
 namespace {
 

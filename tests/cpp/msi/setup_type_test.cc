@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "../support/temp_machine.h"
-#include "platform/emulated/installed_products.h"
+#include "platform/emulated/products/installed_products.h"
 
 namespace {
 

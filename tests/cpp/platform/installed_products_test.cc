@@ -1,5 +1,5 @@
 // The store of installed products and Windows Installer's queries over it.
-#include "platform/emulated/installed_products.h"
+#include "platform/emulated/products/installed_products.h"
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>

@@ -1,5 +1,5 @@
 // The machine's configuration file and the functions that read it.
-#include "platform/emulated/machine_config.h"
+#include "platform/emulated/machine/machine_config.h"
 
 #include <gtest/gtest.h>
 

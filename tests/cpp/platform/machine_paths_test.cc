@@ -1,4 +1,4 @@
-#include "platform/emulated/machine_paths.h"
+#include "platform/emulated/machine/machine_paths.h"
 
 #include <gtest/gtest.h>
 #include <stdlib.h>

@@ -4,7 +4,7 @@
 #include <set>
 
 #include "msi_test_helpers.h"
-#include "platform/emulated/libmsi_runtime.h"
+#include "platform/emulated/msi_database/libmsi_runtime.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "msi_test_helpers.h"
-#include "platform/emulated/libmsi_runtime.h"
+#include "platform/emulated/msi_database/libmsi_runtime.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 #include <sstream>
 #include <string>
 
-#include "platform/emulated/machine_paths.h"
+#include "platform/emulated/machine/machine_paths.h"
 #include "platform/windows.h"
 
 #ifndef MSI_FIXTURE_DIR

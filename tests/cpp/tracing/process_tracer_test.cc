@@ -13,7 +13,7 @@
 #include "install/tracing/trace_site.h"
 #include "install/tracing/tracer.h"
 #include "machine_fixture.h"
-#include "platform/emulated/machine_paths.h"
+#include "platform/emulated/machine/machine_paths.h"
 
 namespace {
 

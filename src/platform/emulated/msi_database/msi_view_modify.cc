@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "platform/emulated/libmsi_errors.h"
+#include "platform/emulated/msi_database/libmsi_errors.h"
 #include "platform/emulated/msi.h"
-#include "platform/emulated/msi_codepage.h"
-#include "platform/emulated/msi_objects.h"
+#include "platform/emulated/msi_database/msi_codepage.h"
+#include "platform/emulated/msi_database/msi_objects.h"
 
 namespace emulated {
 

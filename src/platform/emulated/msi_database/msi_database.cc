@@ -12,12 +12,12 @@
 #include <cstdint>
 #include <string>
 
-#include "platform/emulated/libmsi_errors.h"
-#include "platform/emulated/machine_paths.h"
+#include "platform/emulated/msi_database/libmsi_errors.h"
+#include "platform/emulated/machine/machine_paths.h"
 #include "platform/emulated/msi.h"
-#include "platform/emulated/msi_codepage.h"
-#include "platform/emulated/msi_database_open.h"
-#include "platform/emulated/unicode.h"
+#include "platform/emulated/msi_database/msi_codepage.h"
+#include "platform/emulated/msi_database/msi_database_open.h"
+#include "platform/emulated/machine/unicode.h"
 
 namespace emulated {
 

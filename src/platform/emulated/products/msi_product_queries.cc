@@ -3,9 +3,9 @@
 #include <cstring>
 #include <string>
 
-#include "platform/emulated/installed_products.h"
+#include "platform/emulated/products/installed_products.h"
 #include "platform/emulated/msi_products.h"
-#include "platform/emulated/unicode.h"
+#include "platform/emulated/machine/unicode.h"
 
 namespace emulated {
 

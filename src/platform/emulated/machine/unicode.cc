@@ -1,4 +1,4 @@
-#include "platform/emulated/unicode.h"
+#include "platform/emulated/machine/unicode.h"
 
 namespace emulated {
 

@@ -11,11 +11,11 @@
 #include <string>
 #include <string_view>
 
-#include "platform/emulated/file_sharing.h"
-#include "platform/emulated/handle_table.h"
+#include "platform/emulated/kernel/file_sharing.h"
+#include "platform/emulated/kernel/handle_table.h"
 #include "platform/emulated/kernel32.h"
-#include "platform/emulated/machine_paths.h"
-#include "platform/emulated/win32_errors.h"
+#include "platform/emulated/machine/machine_paths.h"
+#include "platform/emulated/kernel/win32_errors.h"
 
 namespace emulated {
 

@@ -1,4 +1,4 @@
-#include "platform/emulated/file_sharing.h"
+#include "platform/emulated/kernel/file_sharing.h"
 
 #include <algorithm>
 #include <map>

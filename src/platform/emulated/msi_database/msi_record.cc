@@ -7,8 +7,8 @@
 #include <cstring>
 
 #include "platform/emulated/msi.h"
-#include "platform/emulated/msi_objects.h"
-#include "platform/emulated/unicode.h"
+#include "platform/emulated/msi_database/msi_objects.h"
+#include "platform/emulated/machine/unicode.h"
 
 namespace emulated {
 

@@ -1,10 +1,11 @@
 // The process-wide table of Windows Installer handles, and MsiCloseHandle.
 #include <atomic>
 #include <cstdint>
+#include <mutex>
 #include <vector>
 
 #include "platform/emulated/msi.h"
-#include "platform/emulated/msi_objects.h"
+#include "platform/emulated/msi_database/msi_handle_table.h"
 
 namespace emulated {
 
@@ -103,25 +104,25 @@ std::shared_ptr<HandleObject> unregisterHandle(MSIHANDLE handle) {
 
 namespace {
 
-struct LastRecord {
+struct LastFound {
   MSIHANDLE handle = 0;
   std::uint64_t removals = 0;
-  std::shared_ptr<RecordObject> record;
+  std::shared_ptr<HandleObject> object;
 };
-thread_local LastRecord lastRecord;
+thread_local LastFound lastFound;
 
 }  // namespace
 
-RecordRef findRecord(MSIHANDLE handle) {
+HandleRef findCachedHandle(MSIHANDLE handle) {
   if (handle == 0) return {};
   const std::uint64_t removals = table().removals();
-  if (lastRecord.handle == handle && lastRecord.removals == removals) return RecordRef(lastRecord.record.get(), nullptr);
-  std::shared_ptr<RecordObject> record = findHandleOf<RecordObject>(handle);
-  if (!record) return {};
-  RecordObject* found = record.get();
-  if (record->readsFromDatabase()) return RecordRef(found, std::move(record));
-  lastRecord = LastRecord{handle, removals, std::move(record)};
-  return RecordRef(found, nullptr);
+  if (lastFound.handle == handle && lastFound.removals == removals) return HandleRef(lastFound.object.get(), nullptr);
+  std::shared_ptr<HandleObject> object = findHandle(handle);
+  if (!object) return {};
+  HandleObject* found = object.get();
+  if (!found->cacheable()) return HandleRef(found, std::move(object));
+  lastFound = LastFound{handle, removals, std::move(object)};
+  return HandleRef(found, nullptr);
 }
 
 UINT releaseObject(std::shared_ptr<HandleObject> object) {
@@ -137,7 +138,7 @@ extern "C" UINT MsiCloseHandle(MSIHANDLE hAny) {
   if (hAny == 0) return ERROR_SUCCESS;
   std::shared_ptr<emulated::HandleObject> object = emulated::unregisterHandle(hAny);
   if (!object) return ERROR_INVALID_HANDLE;
-  // This thread's last record must not keep the object from finishing.
-  if (emulated::lastRecord.handle == hAny) emulated::lastRecord = emulated::LastRecord{};
+  // This thread's last lookup must not keep the object from finishing.
+  if (emulated::lastFound.handle == hAny) emulated::lastFound = emulated::LastFound{};
   return emulated::releaseObject(std::move(object));
 }

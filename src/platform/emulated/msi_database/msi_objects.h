@@ -28,8 +28,9 @@
 #include <mutex>
 #include <string>
 
-#include "platform/emulated/libmsi_runtime.h"
-#include "platform/emulated/msi_sql.h"
+#include "platform/emulated/msi_database/libmsi_runtime.h"
+#include "platform/emulated/msi_database/msi_handle_table.h"
+#include "platform/emulated/msi_database/msi_sql.h"
 #include "platform/emulated/win_types.h"
 
 namespace emulated {
@@ -46,26 +47,6 @@ struct GErrorFree {
   void operator()(GError* error) const { g_error_free(error); }
 };
 using GErrorPtr = std::unique_ptr<GError, GErrorFree>;
-
-enum class HandleKind { Database, View, Record, Summary };
-
-class HandleObject {
- public:
-  explicit HandleObject(HandleKind kind) : kind_(kind) {}
-  virtual ~HandleObject() = default;
-  HandleObject(const HandleObject&) = delete;
-  HandleObject& operator=(const HandleObject&) = delete;
-
-  HandleKind kind() const { return kind_; }
-
-  // Runs once, when the last owner lets go through releaseObject; the code
-  // reaches the caller of MsiCloseHandle. Destructors finish what was not
-  // finished, without a code to report.
-  virtual UINT finish() { return ERROR_SUCCESS; }
-
- private:
-  const HandleKind kind_;
-};
 
 class DatabaseObject : public HandleObject {
  public:
@@ -139,6 +120,9 @@ class RecordObject : public HandleObject {
 
   LibmsiRecord* get() const { return record_.get(); }
   bool readsFromDatabase() const { return source_ != nullptr; }
+  // A row with streams lets its database go when it is released, which must
+  // not wait for a thread's next lookup.
+  bool cacheable() const override { return !readsFromDatabase(); }
 
   // The text of one field, kept from the sizing call of MsiRecordGetStringW
   // to the copying call so that libmsi copies it out once. ASCII text (the
@@ -182,41 +166,22 @@ class SummaryObject : public HandleObject {
   GObjectPtr<LibmsiSummaryInfo> info_;
 };
 
-// The handle table. Handles count up from 1, skip 0 and values in use, and
-// are reused only after a wrap of the 32-bit counter.
-MSIHANDLE registerHandle(std::shared_ptr<HandleObject> object);
-std::shared_ptr<HandleObject> findHandle(MSIHANDLE handle);
-std::shared_ptr<HandleObject> unregisterHandle(MSIHANDLE handle);
-
-template <class T>
-std::shared_ptr<T> findHandleOf(MSIHANDLE handle) {
-  std::shared_ptr<HandleObject> object = findHandle(handle);
-  if (!object || object->kind() != T::kKind) return nullptr;
-  return std::static_pointer_cast<T>(std::move(object));
-}
-
 // The record behind `handle` for one call of a record function; empty for
-// a handle that is not a record. Reading a row asks for the same record
-// several times in a row, so each thread keeps the last record it found,
-// with a strong reference, and trusts it for as long as no handle at all
-// has been closed since. A record that reads from its database (a row with
-// streams) is only held for the call: its release, which lets the database
-// go, must not wait for this thread's next lookup.
+// a handle that is not a record.
 class RecordRef {
  public:
   RecordRef() = default;
-  RecordRef(RecordObject* record, std::shared_ptr<RecordObject> hold) : record_(record), hold_(std::move(hold)) {}
-  explicit operator bool() const { return record_ != nullptr; }
-  RecordObject* operator->() const { return record_; }
+  explicit RecordRef(HandleRef found) : found_(std::move(found)) {}
+  explicit operator bool() const { return static_cast<bool>(found_); }
+  RecordObject* operator->() const { return static_cast<RecordObject*>(found_.get()); }
 
  private:
-  RecordObject* record_ = nullptr;
-  std::shared_ptr<RecordObject> hold_;
+  HandleRef found_;
 };
-RecordRef findRecord(MSIHANDLE handle);
-
-// Lets go of one owner; when it was the last, finishes the object and
-// returns finish()'s code. Otherwise the last owner finishes it later.
-UINT releaseObject(std::shared_ptr<HandleObject> object);
+inline RecordRef findRecord(MSIHANDLE handle) {
+  HandleRef found = findCachedHandle(handle);
+  if (!found || found->kind() != HandleKind::Record) return {};
+  return RecordRef(std::move(found));
+}
 
 }  // namespace emulated

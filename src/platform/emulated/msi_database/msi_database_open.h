@@ -5,7 +5,7 @@
 
 #include <memory>
 
-#include "platform/emulated/msi_objects.h"
+#include "platform/emulated/msi_database/msi_objects.h"
 
 namespace emulated {
 

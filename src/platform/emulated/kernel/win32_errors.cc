@@ -1,4 +1,4 @@
-#include "platform/emulated/win32_errors.h"
+#include "platform/emulated/kernel/win32_errors.h"
 
 #include <cerrno>
 

@@ -1,4 +1,4 @@
-#include "platform/emulated/handle_table.h"
+#include "platform/emulated/kernel/handle_table.h"
 
 #include <cstdint>
 #include <mutex>

@@ -1,5 +1,5 @@
 // SHGetSpecialFolderPathW and the machine's shell folders.
-#include "platform/emulated/shell_folders.h"
+#include "platform/emulated/shell/shell_folders.h"
 
 #include <sys/stat.h>
 
@@ -7,9 +7,9 @@
 #include <cstring>
 #include <string>
 
-#include "platform/emulated/machine_config.h"
-#include "platform/emulated/machine_paths.h"
-#include "platform/emulated/unicode.h"
+#include "platform/emulated/machine/machine_config.h"
+#include "platform/emulated/machine/machine_paths.h"
+#include "platform/emulated/machine/unicode.h"
 #include "platform/emulated/shell32.h"
 
 namespace emulated {

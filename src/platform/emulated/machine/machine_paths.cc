@@ -1,4 +1,4 @@
-#include "platform/emulated/machine_paths.h"
+#include "platform/emulated/machine/machine_paths.h"
 
 #include <dirent.h>
 #include <strings.h>
@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "platform/emulated/unicode.h"
+#include "platform/emulated/machine/unicode.h"
 
 namespace emulated {
 

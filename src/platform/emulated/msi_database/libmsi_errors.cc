@@ -1,4 +1,4 @@
-#include "platform/emulated/libmsi_errors.h"
+#include "platform/emulated/msi_database/libmsi_errors.h"
 
 #include <libmsi.h>
 

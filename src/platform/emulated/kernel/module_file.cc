@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "platform/emulated/kernel32.h"
-#include "platform/emulated/machine_config.h"
-#include "platform/emulated/machine_paths.h"
-#include "platform/emulated/unicode.h"
+#include "platform/emulated/machine/machine_config.h"
+#include "platform/emulated/machine/machine_paths.h"
+#include "platform/emulated/machine/unicode.h"
 
 namespace emulated {
 

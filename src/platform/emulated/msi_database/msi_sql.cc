@@ -1,4 +1,4 @@
-#include "platform/emulated/msi_sql.h"
+#include "platform/emulated/msi_database/msi_sql.h"
 
 #include <strings.h>
 

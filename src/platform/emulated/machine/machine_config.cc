@@ -1,4 +1,4 @@
-#include "platform/emulated/machine_config.h"
+#include "platform/emulated/machine/machine_config.h"
 
 #include <unistd.h>
 
@@ -7,7 +7,7 @@
 #include <sstream>
 #include <vector>
 
-#include "platform/emulated/machine_paths.h"
+#include "platform/emulated/machine/machine_paths.h"
 
 namespace emulated {
 

@@ -16,10 +16,10 @@
 #include <string>
 #include <thread>
 
-#include "platform/emulated/handle_table.h"
+#include "platform/emulated/kernel/handle_table.h"
 #include "platform/emulated/kernel32.h"
-#include "platform/emulated/machine_paths.h"
-#include "platform/emulated/unicode.h"
+#include "platform/emulated/machine/machine_paths.h"
+#include "platform/emulated/machine/unicode.h"
 
 namespace emulated {
 

@@ -7,11 +7,11 @@
 // properties as 32-bit ones.
 #include <cstring>
 
-#include "platform/emulated/libmsi_errors.h"
+#include "platform/emulated/msi_database/libmsi_errors.h"
 #include "platform/emulated/msi.h"
-#include "platform/emulated/msi_database_open.h"
-#include "platform/emulated/msi_objects.h"
-#include "platform/emulated/unicode.h"
+#include "platform/emulated/msi_database/msi_database_open.h"
+#include "platform/emulated/msi_database/msi_objects.h"
+#include "platform/emulated/machine/unicode.h"
 
 namespace emulated {
 

@@ -1,4 +1,4 @@
-#include "platform/emulated/msi_codepage.h"
+#include "platform/emulated/msi_database/msi_codepage.h"
 
 #include <gsf/gsf-msole-utils.h>
 #include <unistd.h>
@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "platform/emulated/msi_objects.h"
+#include "platform/emulated/msi_database/msi_objects.h"
 
 namespace emulated {
 

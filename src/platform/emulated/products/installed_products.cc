@@ -1,4 +1,4 @@
-#include "platform/emulated/installed_products.h"
+#include "platform/emulated/products/installed_products.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -11,8 +11,8 @@
 #include <fstream>
 #include <sstream>
 
-#include "platform/emulated/machine_paths.h"
-#include "platform/emulated/unicode.h"
+#include "platform/emulated/machine/machine_paths.h"
+#include "platform/emulated/machine/unicode.h"
 
 namespace emulated {
 

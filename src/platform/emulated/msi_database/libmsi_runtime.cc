@@ -1,4 +1,4 @@
-#include "platform/emulated/libmsi_runtime.h"
+#include "platform/emulated/msi_database/libmsi_runtime.h"
 
 #include <glib.h>
 
