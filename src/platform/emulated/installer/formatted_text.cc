@@ -1,5 +1,6 @@
 #include "platform/emulated/installer/formatted_text.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <string>
 
@@ -44,15 +45,17 @@ class Formatter {
     std::size_t noCloseFrom = kNone;  // no ']' at or after this index
     for (std::size_t i = 0; i < text_.size(); ++i) {
       const char16_t c = text_[i];
-      if (c == u'[' && i + 2 < text_.size() && text_[i + 1] == u'\\' && i + 3 < noCloseFrom) {
-        const std::size_t close = text_.find(u']', i + 3);
-        if (close != kNone) {
-          close_[i] = close;
-          escape_[i] = true;
-          i = close;
+      if (c == u'[' && i + 2 < text_.size() && text_[i + 1] == u'\\') {
+        // An escape without its closing bracket ("[\]") pairs with nothing.
+        const std::size_t close = i + 3 < noCloseFrom ? text_.find(u']', i + 3) : kNone;
+        if (close == kNone) {
+          noCloseFrom = std::min(noCloseFrom, i + 3);
           continue;
         }
-        noCloseFrom = i + 3;
+        close_[i] = close;
+        escape_[i] = true;
+        i = close;
+        continue;
       }
       if (c == u'[') brackets.push_back(i);
       if (c == u'{') braces.push_back(i);
@@ -116,7 +119,10 @@ class Formatter {
     return inner.allFound ? body : std::u16string();
   }
 
+  // The key is the bracket's content after its inner brackets resolved;
+  // one that resolved to nothing ([[Unset]]) gives nothing.
   Resolved resolve(const std::u16string& key) const {
+    if (key.empty()) return Resolved{{}, false};
     std::size_t field = 0;
     if (recordField(key, &field)) return fieldValue(field);
     if (!facts_) return Resolved{u"[" + key + u"]"};
