@@ -87,6 +87,10 @@ char16_t upperCase(char16_t u) {
   if ((u >= 0x139 && u <= 0x148) || (u >= 0x179 && u <= 0x17E)) return (u & 1u) ? u : static_cast<char16_t>(u - 1);
   if (u >= 0x14A && u <= 0x177) return static_cast<char16_t>(u & ~1u);
   if (u == 0x3C2) return 0x3A3;  // the final sigma
+  if (u == 0x3AC) return 0x386;  // Greek letters with tonos
+  if (u >= 0x3AD && u <= 0x3AF) return static_cast<char16_t>(u - 0x25);
+  if (u == 0x3CC) return 0x38C;
+  if (u == 0x3CD || u == 0x3CE) return static_cast<char16_t>(u - 0x3F);
   if (u >= 0x3B1 && u <= 0x3CB) return static_cast<char16_t>(u - 0x20);
   if (u >= 0x430 && u <= 0x44F) return static_cast<char16_t>(u - 0x20);
   if (u >= 0x450 && u <= 0x45F) return static_cast<char16_t>(u - 0x50);
