@@ -62,6 +62,14 @@ typedef enum tagMSIMODIFY {
   MSIMODIFY_VALIDATE_DELETE = 11,
 } MSIMODIFY;
 
+// Results of MsiEvaluateConditionW.
+typedef enum tagMSICONDITION {
+  MSICONDITION_FALSE = 0,  // the expression is false
+  MSICONDITION_TRUE = 1,   // the expression is true
+  MSICONDITION_NONE = 2,   // there is no expression
+  MSICONDITION_ERROR = 3,  // the expression is malformed
+} MSICONDITION;
+
 // Summary information property types (the VARENUM values Windows uses).
 #define VT_EMPTY 0
 #define VT_I2 2
