@@ -2,7 +2,8 @@
 // same moment: GLib's type system meets libgsf's and libmsi's classes for
 // the first time there, which crashed a good share of fresh processes. Each
 // run is a fresh process (a death-test child that re-executes this binary),
-// since only the first use in a process can race.
+// since only the first use in a process can race. Without the types
+// registered up front, one process in about 25 crashed here.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -14,8 +15,8 @@
 
 namespace {
 
-constexpr int kThreads = 4;
-constexpr int kProcesses = 300;
+constexpr int kThreads = 8;
+constexpr int kProcesses = 200;
 
 // What isValid and getProductName do at once on the first use of the
 // default package: open it and read its summary information.
