@@ -38,6 +38,13 @@ std::string nested(int depth) {
   return "SELECT * FROM `Media` WHERE " + std::string(depth, '(') + "`DiskId` = 1" + std::string(depth, ')');
 }
 
+std::string createTable(int columns) {
+  std::string text = "CREATE TABLE `T` (";
+  for (int i = 0; i < columns; ++i) text += "`C" + std::to_string(i) + "` SHORT, ";
+  text.resize(text.size() - 2);
+  return text + " PRIMARY KEY `C0`)";
+}
+
 const std::vector<Row>& rows() {
   static const std::vector<Row> table = {
       // Crashed libmsi: a text ending right after an opening quote.
@@ -76,7 +83,7 @@ const std::vector<Row>& rows() {
       {"INSERT INTO Media VALUES (9, 9)", kBad, false},
       {"UPDATE Media SET Cabinet = NULL", kBad, false},
       {"CREATE TABLE T (A CHAR(72))", kBad, false},
-      // The bounds: 32 operations, 32 parentheses, 1 MiB of text.
+      // The bounds: 32 operations, 32 parentheses, 32 columns, 1 MiB of text.
       {repeated("SELECT * FROM `Media` WHERE ", "`DiskId` = 1", " AND ", 32), kOk, true},
       {repeated("SELECT * FROM `Media` WHERE ", "`DiskId` = 1", " AND ", 33), kBad, false},
       {repeated("SELECT * FROM `Media` WHERE ", "`DiskId` = 1", " OR ", 33), kBad, false},
@@ -85,6 +92,8 @@ const std::vector<Row>& rows() {
       {nested(33), kBad, false},
       {nested(200000), kBad, false},
       {"SELECT * FROM Media WHERE Cabinet = '" + std::string(emulated::kMaxSqlBytes, 'x') + "'", kBad, false},
+      {createTable(32), kOk, true},
+      {createTable(33), kBad, false},
       // Valid texts: the queries of the add-on's services first.
       {"SELECT Property.Value FROM Property WHERE Property.Property=?", kOk, true},
       {"SELECT Directory.DefaultDir,Directory.Directory_Parent FROM Directory WHERE Directory.Directory=?", kOk, true},

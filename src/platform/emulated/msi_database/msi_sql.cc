@@ -189,8 +189,9 @@ class Parser {
 
   bool create() {
     if (!accept(Keyword::Table) || !name() || !accept(TokenKind::LeftParen)) return false;
+    int columns = 0;
     do {
-      if (!columnDefinition()) return false;
+      if (++columns > kMaxTableColumns || !columnDefinition()) return false;
     } while (accept(TokenKind::Comma));
     if (!accept(Keyword::Primary) || !accept(Keyword::Key)) return false;
     do {

@@ -23,8 +23,9 @@
 // Invariants:
 // - Whatever the parser accepts is a text libmsi parses without crashing:
 //   every quote is closed, every minus is followed by an integer, at most
-//   kMaxWhereOperations operations and kMaxNesting levels of parentheses;
-//   the text is at most kMaxSqlBytes long. Everything else is refused with
+//   kMaxWhereOperations operations and kMaxNesting levels of parentheses,
+//   at most kMaxTableColumns columns in a new table; the text is at most
+//   kMaxSqlBytes long. Everything else is refused with
 //   ERROR_BAD_QUERY_SYNTAX, as Windows refuses a malformed query.
 // - The parser never recurses deeper than kMaxNesting levels.
 // - The parser checks form only: tables, columns and types are libmsi's to
@@ -41,6 +42,10 @@ namespace emulated {
 
 // Windows documents at most 32 expressions in a WHERE clause.
 constexpr int kMaxWhereOperations = 32;
+// A table has at most 32 columns (the _Validation table numbers key
+// columns 1 to 32); libmsi's time to create a table grows with the square
+// of the count.
+constexpr int kMaxTableColumns = 32;
 constexpr int kMaxNesting = 32;
 constexpr std::size_t kMaxSqlBytes = std::size_t{1} << 20;
 
