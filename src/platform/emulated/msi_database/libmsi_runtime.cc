@@ -5,6 +5,7 @@
 #include <gsf/gsf-input-memory.h>
 #include <gsf/gsf-input-proxy.h>
 #include <gsf/gsf-input-stdio.h>
+#include <gsf/gsf-msole-utils.h>
 #include <gsf/gsf-outfile-msole.h>
 #include <gsf/gsf-output-memory.h>
 #include <gsf/gsf-output-stdio.h>
@@ -45,7 +46,10 @@ GType (*const kClassTypes[])() = {
     libmsi_database_get_type,  libmsi_query_get_type,      libmsi_record_get_type,
     libmsi_summary_info_get_type,
 };
-GType (*const kEnumTypes[])() = {
+// Types without classes: the sort key libgsf names the entries of a written
+// compound file by, and libmsi's enumerations.
+GType (*const kOtherTypes[])() = {
+    gsf_msole_sorting_key_get_type,
     libmsi_result_error_get_type, libmsi_property_type_get_type, libmsi_col_info_get_type,
     libmsi_db_flags_get_type,     libmsi_db_error_get_type,      libmsi_property_get_type,
 };
@@ -56,7 +60,7 @@ void registerTypes() {
     const GType registered = type();
     if (G_TYPE_IS_CLASSED(registered)) g_type_class_ref(registered);
   }
-  for (GType (*type)() : kEnumTypes) g_type_ensure(type());
+  for (GType (*type)() : kOtherTypes) g_type_ensure(type());
 }
 
 }  // namespace
