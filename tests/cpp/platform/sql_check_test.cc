@@ -83,6 +83,10 @@ const std::vector<Row>& rows() {
       {"INSERT INTO Media VALUES (9, 9)", kBad, false},
       {"UPDATE Media SET Cabinet = NULL", kBad, false},
       {"CREATE TABLE T (A CHAR(72))", kBad, false},
+      // Crashed libmsi: a key column named twice.
+      {"CREATE TABLE T (A SHORT PRIMARY KEY A, A)", kBad, false},
+      {"CREATE TABLE T (A SHORT, B SHORT PRIMARY KEY A, `B`, A)", kBad, false},
+      {"CREATE TABLE T (A SHORT, a SHORT PRIMARY KEY A, a)", kOk, true},
       // The bounds: 32 operations, 32 parentheses, 32 columns, 1 MiB of text.
       {repeated("SELECT * FROM `Media` WHERE ", "`DiskId` = 1", " AND ", 32), kOk, true},
       {repeated("SELECT * FROM `Media` WHERE ", "`DiskId` = 1", " AND ", 33), kBad, false},

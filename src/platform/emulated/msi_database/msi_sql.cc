@@ -1,5 +1,6 @@
 #include "platform/emulated/msi_database/msi_sql.h"
 
+#include <algorithm>
 #include <vector>
 
 #include "platform/emulated/msi_database/msi_sql_tokens.h"
@@ -194,8 +195,12 @@ class Parser {
       if (++columns > kMaxTableColumns || !columnDefinition()) return false;
     } while (accept(TokenKind::Comma));
     if (!accept(Keyword::Primary) || !accept(Keyword::Key)) return false;
+    // libmsi crashes on a key column named twice.
+    std::vector<std::string_view> keys;
     do {
-      if (!name()) return false;
+      std::string_view key;
+      if (!name(&key) || std::find(keys.begin(), keys.end(), key) != keys.end()) return false;
+      keys.push_back(key);
     } while (accept(TokenKind::Comma));
     if (!accept(TokenKind::RightParen)) return false;
     accept(Keyword::Hold);

@@ -22,11 +22,12 @@
 //
 // Invariants:
 // - Whatever the parser accepts is a text libmsi parses without crashing:
-//   every quote is closed, every minus is followed by an integer, at most
-//   kMaxWhereOperations operations and kMaxNesting levels of parentheses,
-//   at most kMaxTableColumns columns in a new table; the text is at most
-//   kMaxSqlBytes long. Everything else is refused with
-//   ERROR_BAD_QUERY_SYNTAX, as Windows refuses a malformed query.
+//   every quote is closed, every minus is followed by an integer, a new
+//   table names no key column twice and has at most kMaxTableColumns
+//   columns, a WHERE clause has at most kMaxWhereOperations operations and
+//   kMaxNesting levels of parentheses, and the text is at most kMaxSqlBytes
+//   long. Everything else is refused with ERROR_BAD_QUERY_SYNTAX, as
+//   Windows refuses a malformed query.
 // - The parser never recurses deeper than kMaxNesting levels.
 // - The parser checks form only: tables, columns and types are libmsi's to
 //   check against the database.
