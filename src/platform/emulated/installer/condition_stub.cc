@@ -1,13 +1,14 @@
 // TEMPORARY, delete at merge: stands in for evaluateCondition and
-// formatText until the condition evaluator and the formatter (condition.h,
-// format_text.h, written on their own branch) are merged. It knows only
-// what the session's own tests need: a property alone, NOT, and one
-// comparison of a property with an integer or a quoted text
-// (=, <>, <, >, <=, >=); [Property] and [n] in formatted text.
+// formatRecord until the condition evaluator and the formatter
+// (condition_evaluator.h, formatted_text.h and their sources, written on
+// the branch "conditions") are merged. It knows only what the session's
+// own tests need: a property alone, NOT, and one comparison of a property
+// with an integer or a quoted text (=, <>, <, >, <=, >=); [Property] and
+// [n] in formatted text.
 #include <cstdlib>
 
-#include "platform/emulated/installer/condition.h"
-#include "platform/emulated/installer/format_text.h"
+#include "platform/emulated/installer/condition_evaluator.h"
+#include "platform/emulated/installer/formatted_text.h"
 #include "platform/emulated/machine/unicode.h"
 
 namespace emulated::installer {
@@ -69,21 +70,29 @@ MSICONDITION evaluateCondition(std::u16string_view text, const SessionFacts& fac
   return result != negate ? MSICONDITION_TRUE : MSICONDITION_FALSE;
 }
 
-std::u16string formatText(std::u16string_view text, const SessionFacts& facts,
-                          const std::vector<std::u16string>& fields) {
+std::u16string formatRecord(const RecordFields& fields, const SessionFacts* facts, const FormatOptions&) {
+  const auto fieldText = [&](size_t n) { return n < fields.size() && fields[n] ? *fields[n] : std::u16string(); };
+  if (fields.empty() || !fields[0]) {
+    std::u16string out;
+    for (size_t n = 1; n < fields.size(); ++n) out += utf8ToUtf16(std::to_string(n)) + u": " + fieldText(n) + u" ";
+    return out;
+  }
+  const std::u16string text = *fields[0];
   std::u16string out;
   for (size_t i = 0; i < text.size(); ++i) {
-    const size_t close = text[i] == u'[' ? text.find(u']', i) : std::u16string_view::npos;
-    if (close == std::u16string_view::npos) {
+    const size_t close = text[i] == u'[' ? text.find(u']', i) : std::u16string::npos;
+    if (close == std::u16string::npos) {
       out += text[i];
       continue;
     }
-    const std::u16string name(text.substr(i + 1, close - i - 1));
+    const std::u16string name = text.substr(i + 1, close - i - 1);
     long field = 0;
     if (isNumber(name, field)) {
-      if (field >= 0 && static_cast<size_t>(field) < fields.size()) out += fields[field];
+      if (field > 0) out += fieldText(static_cast<size_t>(field));
+    } else if (facts != nullptr) {
+      out += facts->property(name);
     } else {
-      out += facts.property(name);
+      out += text.substr(i, close - i + 1);
     }
     i = close;
   }

@@ -17,7 +17,7 @@
 //   installed one, INSTALLSTATE_UNKNOWN (no change) otherwise.
 #include <unordered_map>
 
-#include "platform/emulated/installer/condition.h"
+#include "platform/emulated/installer/condition_evaluator.h"
 #include "platform/emulated/installer/session.h"
 #include "platform/emulated/products/installed_products.h"
 

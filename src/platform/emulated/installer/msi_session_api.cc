@@ -6,11 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "platform/emulated/installer/condition.h"
-#include "platform/emulated/installer/format_text.h"
+#include "platform/emulated/installer/condition_evaluator.h"
+#include "platform/emulated/installer/formatted_text.h"
 #include "platform/emulated/installer/session_handle.h"
 #include "platform/emulated/machine/text_out.h"
-#include "platform/emulated/machine/unicode.h"
 #include "platform/emulated/msi.h"
 #include "platform/emulated/msi_database/msi_objects.h"
 
@@ -35,38 +34,23 @@ std::shared_ptr<DatabaseObject> databaseNamedBy(std::u16string_view path) {
   return findHandleOf<DatabaseObject>(handle);
 }
 
-// The facts of no session: MsiFormatRecordW without an installation
-// handle formats the record's fields only.
-class NoSession final : public SessionFacts {
- public:
-  std::u16string property(std::u16string_view) const override { return {}; }
-  std::u16string environment(std::u16string_view) const override { return {}; }
-  bool featureStates(std::u16string_view, INSTALLSTATE*, INSTALLSTATE*) const override { return false; }
-  bool componentStates(std::u16string_view, INSTALLSTATE*, INSTALLSTATE*) const override { return false; }
-  std::u16string filePath(std::u16string_view, bool) const override { return {}; }
-  std::u16string componentDirectory(std::u16string_view) const override { return {}; }
-};
-
-std::u16string recordText(MSIHANDLE record, UINT field) {
-  DWORD size = 0;
-  WCHAR empty[1] = {0};
-  if (MsiRecordGetStringW(record, field, empty, &size) != ERROR_MORE_DATA) return {};
-  std::u16string text(size + 1, u'\0');
-  ++size;
-  if (MsiRecordGetStringW(record, field, text.data(), &size) != ERROR_SUCCESS) return {};
-  text.resize(size);
-  return text;
-}
-
-// Field 0 is the template; without one, each field shows as "n: [n] ".
-std::u16string recordTemplate(MSIHANDLE record, UINT count) {
-  if (!MsiRecordIsNull(record, 0)) return recordText(record, 0);
-  std::u16string text;
-  for (UINT field = 1; field <= count; ++field) {
-    const std::u16string n = utf8ToUtf16(std::to_string(field));
-    text += n + u": [" + n + u"] ";
+// A record's fields for the formatter: null fields (and empty ones, which
+// Windows does not tell from null) as nullopt.
+RecordFields recordFields(MSIHANDLE record) {
+  const UINT count = MsiRecordGetFieldCount(record);
+  RecordFields fields(count + 1);
+  for (UINT field = 0; field <= count; ++field) {
+    if (MsiRecordIsNull(record, field)) continue;
+    DWORD size = 0;
+    WCHAR empty[1] = {0};
+    if (MsiRecordGetStringW(record, field, empty, &size) != ERROR_MORE_DATA || size == 0) continue;
+    std::u16string text(size + 1, u'\0');
+    ++size;
+    if (MsiRecordGetStringW(record, field, text.data(), &size) != ERROR_SUCCESS) continue;
+    text.resize(size);
+    fields[field] = std::move(text);
   }
-  return text;
+  return fields;
 }
 
 }  // namespace
@@ -119,17 +103,12 @@ extern "C" MSICONDITION MsiEvaluateConditionW(MSIHANDLE hInstall, LPCWSTR szCond
 }
 
 extern "C" UINT MsiFormatRecordW(MSIHANDLE hInstall, MSIHANDLE hRecord, LPWSTR szResultBuf, LPDWORD pcchResultBuf) {
+  // Without an installation handle only the record's own fields resolve.
   std::shared_ptr<Session> session;
   if (hInstall != 0 && !(session = findSession(hInstall))) return ERROR_INVALID_HANDLE;
   if (!findHandleOf<RecordObject>(hRecord)) return ERROR_INVALID_HANDLE;
   if (szResultBuf != nullptr && pcchResultBuf == nullptr) return ERROR_INVALID_PARAMETER;
-  const UINT count = MsiRecordGetFieldCount(hRecord);
-  std::vector<std::u16string> fields(count + 1);
-  fields[0] = recordTemplate(hRecord, count);
-  for (UINT field = 1; field <= count; ++field) fields[field] = recordText(hRecord, field);
-  const NoSession none;
-  const std::u16string text =
-      formatText(fields[0], session ? static_cast<const SessionFacts&>(*session) : none, fields);
+  const std::u16string text = formatRecord(recordFields(hRecord), session.get());
   if (pcchResultBuf == nullptr) return ERROR_SUCCESS;
   return copyTextOut(text, szResultBuf, pcchResultBuf);
 }
