@@ -125,6 +125,17 @@ TEST_F(Costing, ADirectoryPathSetBeforeASecondCostingIsKept) {
   EXPECT_EQ(targetPath(u"ProgramFilesFolder"), "C:\\Program Files\\");
 }
 
+TEST_F(Costing, ATreeThatCannotBeResolvedFailsCostFinalize) {
+  for (const char* fixture : {"install_loop", "install_missing_parent"}) {
+    session_.close();
+    open(session_test::packagePath(fixture));
+    auto& session = *findSession(session_);
+    EXPECT_EQ(runStandardAction(session, u"CostInitialize"), ERROR_SUCCESS);
+    EXPECT_EQ(runStandardAction(session, u"CostFinalize"), static_cast<UINT>(ERROR_INSTALL_FAILURE)) << fixture;
+    EXPECT_EQ(runStandardAction(session, u"NoSuchAction"), static_cast<UINT>(ERROR_FUNCTION_NOT_CALLED));
+  }
+}
+
 // Features in the order Complete, Tools (1), Manuals (3), Expert (1000),
 // Disabled (0), Lifted (500, 1 when VersionNT >= 600), Dropped (1, 0 when
 // DROPIT), ExpertHelp (1, under Expert).

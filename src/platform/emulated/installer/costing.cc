@@ -4,8 +4,6 @@
 // states and gives every file its target path, as Windows Installer's
 // CostInitialize, FileCost and CostFinalize actions do. Nothing here
 // touches the disk: the emulated machine has room for everything.
-#include <unordered_map>
-
 #include "platform/emulated/installer/session.h"
 
 namespace emulated::installer {
@@ -14,6 +12,12 @@ namespace {
 
 std::vector<TableRow> rowsOf(const PackageTables& tables, const char* sql) {
   return tables.select(sql).value_or(std::vector<TableRow>());
+}
+
+template <class Row, class Index>
+void indexRows(const std::vector<Row>& rows, Index& index) {
+  index.clear();
+  for (size_t i = 0; i < rows.size(); ++i) index.emplace(rows[i].key, i);
 }
 
 // "short|long" to the name in use: the long one, unless SHORTFILENAMES.
@@ -59,6 +63,9 @@ UINT Session::costInitialize() {
     component.keyPath = fieldText(row, 5);
     components_.push_back(std::move(component));
   }
+  indexRows(directories_, directoryIndex_);
+  indexRows(features_, featureIndex_);
+  indexRows(components_, componentIndex_);
   linkFeatureComponents();
   initialized_ = true;
   costed_ = false;
@@ -66,13 +73,10 @@ UINT Session::costInitialize() {
 }
 
 void Session::linkFeatureComponents() {
-  std::unordered_map<std::u16string, size_t> featureIndex, componentIndex;
-  for (size_t i = 0; i < features_.size(); ++i) featureIndex.emplace(features_[i].key, i);
-  for (size_t i = 0; i < components_.size(); ++i) componentIndex.emplace(components_[i].key, i);
   for (const TableRow& row : rowsOf(tables_, "SELECT `Feature_`, `Component_` FROM `FeatureComponents`")) {
-    const auto feature = featureIndex.find(fieldText(row, 0));
-    const auto component = componentIndex.find(fieldText(row, 1));
-    if (feature == featureIndex.end() || component == componentIndex.end()) continue;
+    const auto feature = featureIndex_.find(fieldText(row, 0));
+    const auto component = componentIndex_.find(fieldText(row, 1));
+    if (feature == featureIndex_.end() || component == componentIndex_.end()) continue;
     components_[component->second].features.push_back(feature->second);
   }
 }
@@ -95,6 +99,7 @@ UINT Session::fileCost() {
     file.sequence = fieldNumber(row, 7, 0);
     files_.push_back(std::move(file));
   }
+  indexRows(files_, fileIndex_);
   filesCosted_ = true;
   return ERROR_SUCCESS;
 }

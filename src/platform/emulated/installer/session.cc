@@ -20,12 +20,10 @@ bool isRegularFile(const std::string& hostPath) {
   return !hostPath.empty() && ::stat(hostPath.c_str(), &st) == 0 && S_ISREG(st.st_mode);
 }
 
-template <class Row>
-const Row* findByKey(const std::vector<Row>& rows, std::u16string_view key) {
-  for (const Row& row : rows) {
-    if (row.key == key) return &row;
-  }
-  return nullptr;
+template <class Row, class Index>
+const Row* findByKey(const std::vector<Row>& rows, const Index& index, std::u16string_view key) {
+  const auto found = index.find(key);
+  return found == index.end() ? nullptr : &rows[found->second];
 }
 
 }  // namespace
@@ -120,7 +118,7 @@ bool Session::componentStates(std::u16string_view component, INSTALLSTATE* insta
 }
 
 std::u16string Session::filePath(std::u16string_view fileKey, bool shortForm) const {
-  const FileRow* file = findByKey(files_, fileKey);
+  const FileRow* file = findByKey(files_, fileIndex_, fileKey);
   if (file == nullptr || file->targetPath.empty()) return {};
   if (!shortForm) return file->targetPath;
   const std::u16string directory = componentDirectory(file->component);
@@ -134,8 +132,12 @@ std::u16string Session::componentDirectory(std::u16string_view component) const 
   return directory == nullptr ? std::u16string() : directory->targetPath;
 }
 
-const DirectoryRow* Session::findDirectory(std::u16string_view key) const { return findByKey(directories_, key); }
-const FeatureRow* Session::findFeature(std::u16string_view key) const { return findByKey(features_, key); }
-const ComponentRow* Session::findComponent(std::u16string_view key) const { return findByKey(components_, key); }
+const DirectoryRow* Session::findDirectory(std::u16string_view key) const {
+  return findByKey(directories_, directoryIndex_, key);
+}
+const FeatureRow* Session::findFeature(std::u16string_view key) const { return findByKey(features_, featureIndex_, key); }
+const ComponentRow* Session::findComponent(std::u16string_view key) const {
+  return findByKey(components_, componentIndex_, key);
+}
 
 }  // namespace emulated::installer

@@ -11,6 +11,7 @@
 // lock is taken, and the property mutex is never held across a call out.
 #pragma once
 
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -142,6 +143,9 @@ class Session final : public SessionFacts {
   std::vector<FeatureRow> features_;
   std::vector<ComponentRow> components_;
   std::vector<FileRow> files_;
+  // Each table's rows by key, rebuilt with the rows.
+  using KeyIndex = std::map<std::u16string, size_t, std::less<>>;
+  KeyIndex directoryIndex_, featureIndex_, componentIndex_, fileIndex_;
 };
 
 }  // namespace emulated::installer
