@@ -103,7 +103,7 @@ class FeatureTree {
   void settle() {
     for (size_t i = 0; i < features_.size(); ++i) {
       if (features_[i].level == 0 && !installs(features_[i].installed)) chosen_[i] = INSTALLSTATE_ABSENT;
-      for (int depth = 0; depth < kMaxDepth && depth < 64; ++depth) {
+      for (int depth = 0; depth < kMaxDepth; ++depth) {
         const size_t parent = ancestor(i, depth + 1);
         if (parent == kNone) break;
         if (!installs(chosen_[parent]) && chosen_[parent] != INSTALLSTATE_ADVERTISED) {
