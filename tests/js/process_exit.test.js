@@ -1,0 +1,80 @@
+'use strict';
+// A UI process that ends while 10,000 asynchronous calls are in flight:
+// pool threads still work on the shared package while exit() runs the
+// static destructors. Every run must end with its own exit code, never
+// with a signal.
+const test = require('node:test');
+const assert = require('node:assert');
+const { execFile } = require('child_process');
+const fs = require('fs');
+const os = require('os');
+const path = require('path');
+const { buildDir } = require('./addons');
+
+const root = path.join(__dirname, '..', '..');
+const RUNS = 20;
+const PARALLEL = 4;
+
+// How each variant ends the process with `code`, its calls queued first.
+// `delay` (ms, 0 for at once) varies the moment: before the pool started
+// most tasks, or while callbacks are delivered and done calls swept.
+const queue = (call) => `for (let i = 0; i < 10000; i++) ${call};`;
+const later = (delay, body) => (delay === 0 ? body : `setTimeout(() => { ${body} }, ${delay});`);
+const variants = [
+  ['getConflictedProductInfo, then exit', (code, delay) =>
+    queue("product.getConflictedProductInfo({}, () => {})") + later(delay, `process.exit(${code});`)],
+  ['executeQuery, then exit', (code, delay) =>
+    queue("product.executeQuery('SELECT * FROM `Property`', () => {})") + later(delay, `process.exit(${code});`)],
+  ['a callback throws with no handler', (code) =>
+    `process.on('exit', () => { process.exitCode = ${code}; });
+     let calls = 0;
+     ${queue("product.getConflictedProductInfo({}, () => { if (++calls === 3) throw new Error('callback'); })")}`],
+  ['the script throws after queueing', (code) =>
+    `process.on('exit', () => { process.exitCode = ${code}; });
+     ${queue("product.executeQuery('SELECT * FROM `Property`', () => {})")}
+     throw new Error('script');`],
+];
+
+// One UI process with the package beside C:\Setup\setup.exe.
+function runUi(body) {
+  const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'ornel-exit-'));
+  const machine = path.join(dir, 'machine');
+  fs.mkdirSync(path.join(machine, 'drive_c', 'Setup'), { recursive: true });
+  fs.writeFileSync(path.join(machine, 'machine.conf'), 'hostExecutable=C:\\Setup\\setup.exe\n');
+  fs.copyFileSync(path.join(buildDir, 'tests', 'fixtures', 'branded.msi'),
+    path.join(machine, 'drive_c', 'Setup', 'brindle_installer.msi'));
+  const script = `const product = require(${JSON.stringify(root)}).query('msi_product_info');\n${body}`;
+  return new Promise((resolve) => {
+    const child = execFile(process.execPath, ['-e', script],
+      { cwd: dir, env: { ...process.env, INSTALLER_ORNEL_MACHINE: machine }, timeout: 60000 },
+      () => {
+        fs.rmSync(dir, { recursive: true, force: true });
+        resolve({ code: child.exitCode, signal: child.signalCode });
+      });
+  });
+}
+
+// Runs the jobs, PARALLEL at a time; the results in job order.
+async function pooled(jobs) {
+  const results = new Array(jobs.length);
+  let next = 0;
+  const lane = async () => {
+    while (next < jobs.length) {
+      const index = next++;
+      results[index] = await jobs[index]();
+    }
+  };
+  await Promise.all(Array.from({ length: PARALLEL }, lane));
+  return results;
+}
+
+for (const [name, body] of variants) {
+  test(`exit with calls in flight: ${name}`, async () => {
+    const runs = Array.from({ length: RUNS }, (_, i) => ({ code: i + 1, delay: (i % 4) * 15 }));
+    const results = await pooled(runs.map(({ code, delay }) => () => runUi(body(code, delay))));
+    const wrong = results
+      .map((result, i) => ({ expected: runs[i].code, ...result }))
+      .filter(({ expected, code, signal }) => code !== expected || signal !== null);
+    assert.deepStrictEqual(wrong, []);
+  });
+}
