@@ -6,12 +6,8 @@
 const test = require('node:test');
 const assert = require('node:assert');
 const { execFile } = require('child_process');
-const fs = require('fs');
-const os = require('os');
-const path = require('path');
-const { buildDir } = require('./addons');
+const { packageMachine, addonPath } = require('./package_machine');
 
-const root = path.join(__dirname, '..', '..');
 const RUNS = 20;
 const PARALLEL = 4;
 
@@ -35,22 +31,15 @@ const variants = [
      throw new Error('script');`],
 ];
 
-// One UI process with the package beside C:\Setup\setup.exe.
+// One UI process; resolves with how it ended.
 function runUi(body) {
-  const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'ornel-exit-'));
-  const machine = path.join(dir, 'machine');
-  fs.mkdirSync(path.join(machine, 'drive_c', 'Setup'), { recursive: true });
-  fs.writeFileSync(path.join(machine, 'machine.conf'), 'hostExecutable=C:\\Setup\\setup.exe\n');
-  fs.copyFileSync(path.join(buildDir, 'tests', 'fixtures', 'branded.msi'),
-    path.join(machine, 'drive_c', 'Setup', 'brindle_installer.msi'));
-  const script = `const product = require(${JSON.stringify(root)}).query('msi_product_info');\n${body}`;
+  const ui = packageMachine();
+  const script = `const product = require(${JSON.stringify(addonPath)}).query('msi_product_info');\n${body}`;
   return new Promise((resolve) => {
-    const child = execFile(process.execPath, ['-e', script],
-      { cwd: dir, env: { ...process.env, INSTALLER_ORNEL_MACHINE: machine }, timeout: 60000 },
-      () => {
-        fs.rmSync(dir, { recursive: true, force: true });
-        resolve({ code: child.exitCode, signal: child.signalCode });
-      });
+    const child = execFile(process.execPath, ['-e', script], { cwd: ui.dir, env: ui.env, timeout: 60000 }, () => {
+      ui.remove();
+      resolve({ code: child.exitCode, signal: child.signalCode });
+    });
   });
 }
 
