@@ -67,3 +67,15 @@ for (const [name, body] of variants) {
     assert.deepStrictEqual(wrong, []);
   });
 }
+
+// No exit waits for a task: here every task waits for the bootstrapper's
+// package-ready event, which nobody sets.
+test('exit while every task waits for the package-ready event', async () => {
+  const tool = require('path').join(__dirname, '..', '..', 'tools', 'machine.js');
+  const event = 'Global\\Event_TOLV_7A3C52E0-91B4-4D6F-A2C8-3E5F60B1D947';
+  const result = await runUi(`
+    require('child_process').execFileSync(process.execPath, ${JSON.stringify([tool, 'event', 'create', event])});
+    ${queue('product.getProductName(() => {})')}
+    setTimeout(() => process.exit(7), 200);`);
+  assert.deepStrictEqual(result, { code: 7, signal: null });
+});
