@@ -22,10 +22,11 @@ ThreadPool& ThreadPool::instance() {
 ThreadPool::ThreadPool() : manager_([this] { manage(); }) {}
 
 /*
- * Destruction (of a pool other than the process-wide one) returns at once. The manager is stopped and joined; `closed`
- * then tells running task threads that nothing waits for them. They are
- * detached already and keep Shared alive through their own reference, and
- * their task through their own copy. Waiting records are dropped unrun.
+ * Destruction (of a pool other than the process-wide one) returns at once.
+ * The manager is stopped and joined; `closed` then tells running task
+ * threads that nothing waits for them. They are detached already and keep
+ * Shared alive through their own reference, and their task through their
+ * own copy. Waiting records are dropped unrun.
  */
 ThreadPool::~ThreadPool() {
   stop_ = true;
