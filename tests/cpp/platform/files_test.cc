@@ -21,8 +21,7 @@ class Files : public test_support::TempMachineTest {
     ASSERT_EQ(::mkdir(hostPath("Logs").c_str(), 0755), 0);
   }
 
-  std::string hostFile(const std::string& relative) const { return hostPath(relative); }
-  std::string read(const std::string& relative) const { return TempMachineTest::read(hostFile(relative)); }
+  std::string read(const std::string& relative) const { return TempMachineTest::read(hostPath(relative)); }
 
   static HANDLE open(const WCHAR* name, DWORD access, DWORD share, DWORD disposition, DWORD flags = 0) {
     return CreateFileW(name, access, share, nullptr, disposition, flags, nullptr);
@@ -32,8 +31,6 @@ class Files : public test_support::TempMachineTest {
     return WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr) &&
            written == text.size();
   }
-
-  std::string root_;
 };
 
 TEST_F(Files, CreateNewCreatesOnceThenReportsTheFileExists) {
@@ -44,50 +41,42 @@ TEST_F(Files, CreateNewCreatesOnceThenReportsTheFileExists) {
   EXPECT_EQ(reinterpret_cast<std::uintptr_t>(file) % 4, 0u);
   EXPECT_TRUE(CloseHandle(file));
   struct stat st;
-  EXPECT_EQ(::stat(hostFile("Logs/new.log").c_str(), &st), 0);
+  EXPECT_EQ(::stat(hostPath("Logs/new.log").c_str(), &st), 0);
 
   EXPECT_EQ(open(u"C:\\Logs\\new.log", 0, FILE_SHARE_WRITE, CREATE_NEW), INVALID_HANDLE_VALUE);
   EXPECT_EQ(GetLastError(), ERROR_FILE_EXISTS);
-  EXPECT_EQ(open(u"C:\\Logs", 0, FILE_SHARE_WRITE, CREATE_NEW), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_FILE_EXISTS);
 }
 
-TEST_F(Files, MissingPathsTellTheDirectoryFromTheFile) {
-  EXPECT_EQ(open(u"C:\\NoSuchDir\\a.log", GENERIC_WRITE, 0, CREATE_NEW), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
-  EXPECT_EQ(open(u"C:\\NoSuchDir\\a.log", GENERIC_READ, 0, OPEN_EXISTING), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
-  EXPECT_EQ(open(u"C:\\Logs\\none.log", GENERIC_READ, 0, OPEN_EXISTING), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
-  EXPECT_EQ(open(u"", GENERIC_READ, 0, OPEN_EXISTING), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
-  EXPECT_EQ(open(nullptr, GENERIC_READ, 0, OPEN_EXISTING), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
-  // A file where a directory is expected.
-  HANDLE file = open(u"C:\\Logs\\plain", GENERIC_WRITE, 0, CREATE_NEW);
-  ASSERT_TRUE(CloseHandle(file));
-  EXPECT_EQ(open(u"C:\\Logs\\plain\\x.log", GENERIC_WRITE, 0, CREATE_NEW), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
-}
-
-TEST_F(Files, BadNamesAndParametersAreRefused) {
-  EXPECT_EQ(open(u"C:\\Logs\\a?b.log", GENERIC_WRITE, 0, CREATE_ALWAYS), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_INVALID_NAME);
-  EXPECT_EQ(open(u"C:\\Logs\\a:b.log", GENERIC_WRITE, 0, CREATE_ALWAYS), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_INVALID_NAME);
-  EXPECT_EQ(open(u"C:\\Logs\\a.log", GENERIC_WRITE, 0, 0), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(open(u"C:\\Logs\\a.log", GENERIC_READ, 0, TRUNCATE_EXISTING), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(open(u"\\\\server\\share\\a.log", GENERIC_READ, 0, OPEN_EXISTING), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
-}
-
-TEST_F(Files, DirectoriesAreNotFiles) {
-  EXPECT_EQ(open(u"C:\\Logs", GENERIC_WRITE, 0, OPEN_ALWAYS), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
-  EXPECT_EQ(open(u"C:\\Logs", GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+// Each open that fails, with the last error Windows sets for it.
+TEST_F(Files, RefusedOpensSetTheirLastError) {
+  HANDLE plain = open(u"C:\\Logs\\plain", GENERIC_WRITE, 0, CREATE_NEW);
+  ASSERT_TRUE(CloseHandle(plain));
+  const struct {
+    const WCHAR* name;
+    DWORD access, disposition;
+    DWORD error;
+  } cases[] = {
+      {u"C:\\NoSuchDir\\a.log", GENERIC_WRITE, CREATE_NEW, ERROR_PATH_NOT_FOUND},
+      {u"C:\\NoSuchDir\\a.log", GENERIC_READ, OPEN_EXISTING, ERROR_PATH_NOT_FOUND},
+      {u"C:\\Logs\\none.log", GENERIC_READ, OPEN_EXISTING, ERROR_FILE_NOT_FOUND},
+      {u"", GENERIC_READ, OPEN_EXISTING, ERROR_PATH_NOT_FOUND},
+      {nullptr, GENERIC_READ, OPEN_EXISTING, ERROR_PATH_NOT_FOUND},
+      {u"C:\\Logs\\plain\\x.log", GENERIC_WRITE, CREATE_NEW, ERROR_PATH_NOT_FOUND},  // a file as directory
+      {u"\\\\server\\share\\a.log", GENERIC_READ, OPEN_EXISTING, ERROR_PATH_NOT_FOUND},
+      {u"C:\\Logs\\a?b.log", GENERIC_WRITE, CREATE_ALWAYS, ERROR_INVALID_NAME},
+      {u"C:\\Logs\\a:b.log", GENERIC_WRITE, CREATE_ALWAYS, ERROR_INVALID_NAME},
+      {u"C:\\Logs\\a.log", GENERIC_WRITE, 0, ERROR_INVALID_PARAMETER},
+      {u"C:\\Logs\\a.log", GENERIC_READ, TRUNCATE_EXISTING, ERROR_INVALID_PARAMETER},
+      {u"C:\\Logs", 0, CREATE_NEW, ERROR_FILE_EXISTS},
+      // A directory is no file without FILE_FLAG_BACKUP_SEMANTICS.
+      {u"C:\\Logs", GENERIC_WRITE, OPEN_ALWAYS, ERROR_ACCESS_DENIED},
+      {u"C:\\Logs", GENERIC_READ, OPEN_EXISTING, ERROR_ACCESS_DENIED},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name ? std::string(c.name, c.name + std::char_traits<WCHAR>::length(c.name)) : "null");
+    EXPECT_EQ(open(c.name, c.access, FILE_SHARE_READ, c.disposition), INVALID_HANDLE_VALUE);
+    EXPECT_EQ(GetLastError(), c.error);
+  }
   HANDLE dir = open(u"C:\\Logs", GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS);
   ASSERT_NE(dir, INVALID_HANDLE_VALUE);
   EXPECT_TRUE(CloseHandle(dir));
@@ -95,10 +84,10 @@ TEST_F(Files, DirectoriesAreNotFiles) {
 
 TEST_F(Files, PermissionsAreAccessDenied) {
   if (::geteuid() == 0) GTEST_SKIP() << "root passes every permission check";
-  ASSERT_EQ(::chmod(hostFile("Logs").c_str(), 0555), 0);
+  ASSERT_EQ(::chmod(hostPath("Logs").c_str(), 0555), 0);
   EXPECT_EQ(open(u"C:\\Logs\\a.log", GENERIC_WRITE, 0, CREATE_NEW), INVALID_HANDLE_VALUE);
   EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
-  ASSERT_EQ(::chmod(hostFile("Logs").c_str(), 0755), 0);
+  ASSERT_EQ(::chmod(hostPath("Logs").c_str(), 0755), 0);
 }
 
 TEST_F(Files, AlwaysDispositionsReportAnExistingFile) {
