@@ -69,7 +69,10 @@ TEST(ChannelStress, AsyncResultsAndHostCallsAllArriveExactlyOnce) {
 
   // Every pool task and every worker ends with one "finished" job; the
   // last one lets the loop go.
+  const auto host = std::this_thread::get_id();
+  int offHost = 0;  // host thread only, if the channel is right
   auto finish = [&] {
+    if (std::this_thread::get_id() != host) ++offHost;
     if (++finished == expected) channel->release();
   };
   channel->hold();
@@ -100,6 +103,7 @@ TEST(ChannelStress, AsyncResultsAndHostCallsAllArriveExactlyOnce) {
   }
 
   EXPECT_EQ(finished, expected);
+  EXPECT_EQ(offHost, 0);
   for (int id = 0; id < kAsyncCalls; ++id) ASSERT_EQ(results[id], id * 2) << "call " << id;
   // Each worker's calls go to the receivers in turn; each receiver sees
   // them in the order the worker made them.

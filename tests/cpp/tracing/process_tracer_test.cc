@@ -67,14 +67,6 @@ TEST_F(ProcessTracer, IsCreatedOnceWhenThreadsRaceToIt) {
             0);
 }
 
-TEST_F(ProcessTracer, StartsWithTracingOffAtLevel700) {
-  EXPECT_EQ(inChild([] {
-              auto tracer = getTracer();
-              return !tracer->isLogFileOpen() && tracer->traceLevel() == 700 ? 0 : 1;
-            }),
-            0);
-}
-
 TEST_F(ProcessTracer, TracerClosedIsTheLastLineWhenTheProcessExitsWithTracingOn) {
   const std::u16string logs = logsDirectory();
   EXPECT_EQ(inChild([&] {

@@ -20,17 +20,6 @@ class LineStream : public ::testing::Test {
   Tracer tracer_{0};
 };
 
-TEST_F(LineStream, StartsWithA512ByteRecordAndTheDefaultFormat) {
-  TraceRecord record(tracer_, 700);
-  TraceLineStream stream(record);
-  EXPECT_EQ(stream.capacity(), 512u);
-  EXPECT_EQ(stream.length(), 0u);
-  EXPECT_EQ(stream.flags(), 0x201u);
-  EXPECT_EQ(stream.precision(), 6u);
-  EXPECT_EQ(stream.width(), 0u);
-  EXPECT_EQ(stream.fill(), ' ');
-}
-
 TEST_F(LineStream, ARecordAboveTheLevelHasNoBufferAndIgnoresAppends) {
   TraceRecord record(tracer_, 701);
   EXPECT_EQ(record.buffer(), nullptr);
