@@ -1,8 +1,7 @@
 'use strict';
 // The thread pool and the host-loop channel, driven through the test-only
 // add-on: asynchronous calls, native threads that call script receivers, a
-// failing wake-up, and how the process ends with all of that going on. The
-// pool's limit and its exceptions are tested natively (tests/cpp/interop).
+// failing wake-up, and how the process ends with all of that going on.
 const test = require('node:test');
 const assert = require('node:assert');
 const { spawn } = require('node:child_process');
@@ -14,6 +13,8 @@ const gates = query('gates');
 const hostCalls = query('host_calls');
 
 const sleep = (ms) => new Promise((resolve) => setTimeout(resolve, ms));
+// Long enough for a task started by mistake to show up.
+const SETTLE_MS = 150;
 
 async function until(condition, what, timeoutMs = 10000) {
   const deadline = Date.now() + timeoutMs;
@@ -47,6 +48,31 @@ function runHostCalls(receiver, threads, calls) {
     assert.strictEqual(hostCalls.start(receiver, threads, calls), 0);
   });
 }
+
+// A failed call's slot goes to the next call: 19 blocked calls, a failing
+// one and 6 more leave 20 running, then one more starts for each that ends.
+test('the pool runs 20 calls at once, a failed one frees its slot, each delivers once', async () => {
+  const base = gates.started();
+  const exceptions = gates.poolExceptions();
+  const done = [];
+  for (let i = 0; i < 19; i++) gates.wait(i, (id) => done.push(id));
+  s.fail('x', () => assert.fail('the callback of a failed call never runs'));
+  for (let i = 19; i < 25; i++) gates.wait(i, (id) => done.push(id));
+  await until(() => gates.started() === base + 20, '20 started');
+  await sleep(SETTLE_MS);
+  assert.strictEqual(gates.started(), base + 20);
+  assert.strictEqual(gates.poolExceptions(), exceptions + 1);
+
+  gates.open(1);
+  await until(() => done.length === 1 && gates.started() === base + 21, 'one delivered, one more started');
+  await sleep(SETTLE_MS);
+  assert.strictEqual(gates.started(), base + 21);
+
+  gates.open(24);
+  await until(() => done.length === 25, 'all delivered');
+  assert.deepStrictEqual([...done].sort((a, b) => a - b), [...Array(25).keys()]);
+  await until(() => gates.poolRecords() === 0, 'records removed');
+});
 
 test('many calls in flight at once each deliver their own result once', async () => {
   const results = await Promise.all([...Array(300).keys()].map((i) =>
