@@ -45,21 +45,17 @@ TEST(MsiOpenDatabase, RefusesWhatItCannotDo) {
 }
 
 // libmsi's own direct mode deletes a file that is released without a
-// commit; the emulation's direct mode must keep it, byte for byte.
-TEST(MsiOpenDatabase, DirectModeLeavesAnUnchangedFileAlone) {
-  PackageCopy copy("product", "direct-untouched");
+// commit; the emulation's direct mode must keep it, byte for byte, and
+// commit only when the last handle closes.
+TEST(MsiOpenDatabase, DirectModeCommitsWhenTheLastHandleCloses) {
+  PackageCopy copy("product", "direct-commit");
   const std::string before = copy.bytes();
   Handle database;
   ASSERT_EQ(MsiOpenDatabaseW(copy.path.c_str(), MSIDBOPEN_DIRECT, database.out()), UINT(ERROR_SUCCESS));
   EXPECT_EQ(propertyOf(copy.path, u"ProductName"), u"Ornel Sample");
   EXPECT_EQ(database.close(), UINT(ERROR_SUCCESS));
   EXPECT_EQ(copy.bytes(), before);
-}
 
-TEST(MsiOpenDatabase, DirectModeCommitsWhenTheLastHandleCloses) {
-  PackageCopy copy("product", "direct-commit");
-  const std::string before = copy.bytes();
-  Handle database;
   ASSERT_EQ(MsiOpenDatabaseW(copy.path.c_str(), MSIDBOPEN_DIRECT, database.out()), UINT(ERROR_SUCCESS));
   Handle view;
   ASSERT_EQ(msi_test::openView(database, kInsertRow, view), UINT(ERROR_SUCCESS));
@@ -164,26 +160,29 @@ TEST(MsiDatabaseOpenView, BadQueriesGiveBadQuerySyntax) {
   EXPECT_EQ(MsiDatabaseOpenViewW(0, u"SELECT * FROM `Property`", &view), UINT(ERROR_INVALID_HANDLE));
 }
 
-TEST(MsiCloseHandle, ZeroIsNoHandleAndEveryHandleClosesOnce) {
+TEST(MsiHandles, ZeroClosedAndWrongKindHandlesAnswerAsWindowsDoes) {
   EXPECT_EQ(MsiCloseHandle(0), UINT(ERROR_SUCCESS));
-  const MSIHANDLE record = MsiCreateRecord(1);
-  ASSERT_NE(record, MSIHANDLE(0));
-  EXPECT_EQ(MsiCloseHandle(record), UINT(ERROR_SUCCESS));
-  EXPECT_EQ(MsiCloseHandle(record), UINT(ERROR_INVALID_HANDLE));
-  EXPECT_EQ(MsiRecordGetFieldCount(record), UINT(-1));
-}
-
-TEST(MsiCloseHandle, HandlesOfTheWrongKindAreInvalid) {
+  const MSIHANDLE closed = MsiCreateRecord(1);
+  EXPECT_EQ(MsiCloseHandle(closed), UINT(ERROR_SUCCESS));
+  EXPECT_EQ(MsiCloseHandle(closed), UINT(ERROR_INVALID_HANDLE));
   Handle database;
   ASSERT_EQ(MsiOpenDatabaseW(fixture("product").c_str(), MSIDBOPEN_READONLY, database.out()), UINT(ERROR_SUCCESS));
+  Handle view;
+  ASSERT_EQ(msi_test::openView(database, u"SELECT * FROM `Property`", view), UINT(ERROR_SUCCESS));
   Handle record(MsiCreateRecord(1));
-  MSIHANDLE view = 0;
-  EXPECT_EQ(MsiDatabaseOpenViewW(record, u"SELECT * FROM `Property`", &view), UINT(ERROR_INVALID_HANDLE));
+  MSIHANDLE none = 0;
+  DWORD size = 0;
+  for (MSIHANDLE bad : {MSIHANDLE(0), closed, MSIHANDLE(database)}) {
+    EXPECT_EQ(MsiRecordGetFieldCount(bad), UINT(-1));
+    EXPECT_EQ(MsiRecordIsNull(bad, 1), BOOL(ERROR_INVALID_HANDLE));
+    EXPECT_EQ(MsiRecordGetInteger(bad, 1), int(MSI_NULL_INTEGER));
+    EXPECT_EQ(MsiRecordGetStringW(bad, 1, nullptr, &size), UINT(ERROR_INVALID_HANDLE));
+    EXPECT_EQ(MsiRecordSetStringW(bad, 1, u"x"), UINT(ERROR_INVALID_HANDLE));
+    EXPECT_EQ(MsiRecordSetInteger(bad, 1, 1), UINT(ERROR_INVALID_HANDLE));
+  }
+  EXPECT_EQ(MsiDatabaseOpenViewW(record, u"SELECT * FROM `Property`", &none), UINT(ERROR_INVALID_HANDLE));
   EXPECT_EQ(MsiViewExecute(database, 0), UINT(ERROR_INVALID_HANDLE));
-  EXPECT_EQ(MsiRecordGetFieldCount(database), UINT(-1));
-  Handle realView;
-  ASSERT_EQ(msi_test::openView(database, u"SELECT * FROM `Property`", realView), UINT(ERROR_SUCCESS));
-  EXPECT_EQ(MsiViewExecute(realView, database), UINT(ERROR_INVALID_HANDLE));
+  EXPECT_EQ(MsiViewExecute(view, database), UINT(ERROR_INVALID_HANDLE));
 }
 
 }  // namespace
