@@ -17,7 +17,6 @@
 
 namespace async_probe {
 
-using node_interop::helpers::bindMethod;
 using node_interop::helpers::HostCallReceiver;
 using node_interop::helpers::LoopKeepAlive;
 using node_interop::helpers::ObjectHolder;
@@ -79,12 +78,9 @@ class Gates {
   }
 
   static void bindMethods(ObjectHolder& holder) {
-    bindMethod(holder, "wait", &Gates::wait);
-    bindMethod(holder, "open", &Gates::open);
-    bindMethod(holder, "started", &Gates::started);
-    bindMethod(holder, "poolExceptions", &Gates::poolExceptions);
-    bindMethod(holder, "poolRecords", &Gates::poolRecords);
-    bindMethod(holder, "keptCalls", &Gates::keptCalls);
+    async_probe::bindMethods(holder, "wait", &Gates::wait, "open", &Gates::open, "started", &Gates::started,
+                             "poolExceptions", &Gates::poolExceptions, "poolRecords", &Gates::poolRecords,
+                             "keptCalls", &Gates::keptCalls);
   }
 
  private:
@@ -168,10 +164,8 @@ class HostCalls {
   }
 
   static void bindMethods(ObjectHolder& holder) {
-    bindMethod(holder, "start", &HostCalls::start);
-    bindMethod(holder, "startSteps", &HostCalls::startSteps);
-    bindMethod(holder, "callOnce", &HostCalls::callOnce);
-    bindMethod(holder, "failWakeUps", &HostCalls::failWakeUps);
+    async_probe::bindMethods(holder, "start", &HostCalls::start, "startSteps", &HostCalls::startSteps, "callOnce",
+                             &HostCalls::callOnce, "failWakeUps", &HostCalls::failWakeUps);
   }
 
  private:
