@@ -11,18 +11,6 @@ using installer::tracing::Tracer;
 
 class LogPaths : public tracing_test::MachineTest {};
 
-TEST_F(LogPaths, WithoutADirectoryTheNamesAreFilesInTheCurrentDirectory) {
-  Tracer tracer(creationTime());
-  EXPECT_EQ(tracer.getInstLogPath(), kTraceName);
-  EXPECT_EQ(tracer.getMsiLogPath(), kInstallerName);
-  char cwd[4096];
-  ASSERT_NE(::getcwd(cwd, sizeof cwd), nullptr);
-  ASSERT_EQ(::chdir(hostPath("Logs").c_str()), 0);
-  EXPECT_EQ(tracer.openLogFile(), 0u);
-  ASSERT_EQ(::chdir(cwd), 0);
-  EXPECT_TRUE(exists(traceFile()));
-}
-
 // Each call prefixes the paths again, with one separator unless the
 // directory ends in "\" or "/".
 TEST_F(LogPaths, EachDirectoryIsPrefixedWithOneSeparator) {
