@@ -93,14 +93,10 @@ TEST(MsiRecord, FieldCountAndBounds) {
 }
 
 TEST(MsiRecord, FetchedRowsKeepTheirTypes) {
-  Handle database;
-  ASSERT_EQ(MsiOpenDatabaseW(fixture("product").c_str(), MSIDBOPEN_READONLY, database.out()), UINT(ERROR_SUCCESS));
-  Handle view;
-  ASSERT_EQ(msi_test::openView(database, u"SELECT `Name`, `Text`, `Number` FROM `Fields`", view), UINT(ERROR_SUCCESS));
+  Handle database = msi_test::openDatabase(fixture("product"));
+  Handle view = msi_test::executedView(database, u"SELECT `Name`, `Text`, `Number` FROM `Fields`");
   std::set<std::u16string> rows;
-  for (;;) {
-    Handle row;
-    if (MsiViewFetch(view, row.out()) != ERROR_SUCCESS) break;
+  while (Handle row = msi_test::nextRow(view)) {
     rows.insert(fieldText(row, 1) + u"|" + fieldText(row, 2) + u"|" + fieldText(row, 3) + u"|" +
                 (MsiRecordIsNull(row, 2) ? u"null" : u"set") + u"|" +
                 (MsiRecordGetInteger(row, 3) == int(MSI_NULL_INTEGER) ? u"nullint" : u"int"));
@@ -112,12 +108,9 @@ TEST(MsiRecord, FetchedRowsKeepTheirTypes) {
 // A binary column reads as a stream, which has no text: Windows answers
 // 1804 where libmsi answers a null string.
 TEST(MsiRecord, StreamFieldsHaveNoText) {
-  Handle database;
-  ASSERT_EQ(MsiOpenDatabaseW(fixture("product").c_str(), MSIDBOPEN_READONLY, database.out()), UINT(ERROR_SUCCESS));
-  Handle view;
-  ASSERT_EQ(msi_test::openView(database, u"SELECT `Name`, `Data` FROM `Binary`", view), UINT(ERROR_SUCCESS));
-  Handle row;
-  ASSERT_EQ(MsiViewFetch(view, row.out()), UINT(ERROR_SUCCESS));
+  Handle database = msi_test::openDatabase(fixture("product"));
+  Handle view = msi_test::executedView(database, u"SELECT `Name`, `Data` FROM `Binary`");
+  Handle row = msi_test::nextRow(view);
   EXPECT_EQ(fieldText(row, 1), u"Blob");
   EXPECT_FALSE(MsiRecordIsNull(row, 2));
   DWORD size = 0;

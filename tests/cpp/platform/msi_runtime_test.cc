@@ -32,8 +32,7 @@ TEST(LibmsiRuntime, GLibWarningsNeverReachTheConsole) {
 // One database handle shared by threads, each with its own views: the
 // database's lock keeps libmsi's table caches consistent.
 TEST(LibmsiRuntime, ThreadsShareADatabaseHandle) {
-  Handle database;
-  ASSERT_EQ(MsiOpenDatabaseW(fixture("product").c_str(), MSIDBOPEN_READONLY, database.out()), UINT(ERROR_SUCCESS));
+  Handle database = msi_test::openDatabase(fixture("product"));
   const MSIHANDLE shared = database;
   std::vector<std::thread> threads;
   std::vector<int> failures(4, 0);
