@@ -21,6 +21,7 @@ class UpgradeMatches : public test_support::TempMachineTest {
     product.versionString = version;
     ASSERT_TRUE(emulated::saveInstalledProduct(product));
   }
+  static bool matches(UpgradeEntry entry) { return !findInstalledUpgradeMatches({entry}).empty(); }
   static UpgradeEntry entry(std::int32_t attributes, const char16_t* min = nullptr, const char16_t* max = nullptr) {
     UpgradeEntry e;
     e.upgradeCode = kUpgrade;
@@ -31,30 +32,23 @@ class UpgradeMatches : public test_support::TempMachineTest {
   }
 };
 
-TEST_F(UpgradeMatches, BoundsAreExclusiveUnlessMarkedAndDetectOnlyRowsNeverMatch) {
-  const std::int32_t both = kUpgradeMinInclusive | kUpgradeMaxInclusive;
-  const struct {
-    const char16_t* installed;
-    UpgradeEntry rule;
-    bool matches;
-  } cases[] = {
-      // The default minimum is exclusive.
-      {u"0.0.0", entry(0), false},
-      {u"0.0.0", entry(kUpgradeMinInclusive), true},
-      {u"2.0.0", entry(0, u"1.0.0", u"2.0.0"), false},
-      {u"2.0.0", entry(kUpgradeMaxInclusive, u"1.0.0", u"2.0.0"), true},
-      {u"2.0.0", entry(kUpgradeMaxInclusive, u"1.0.0", u"1.9.9"), false},
-      {u"1.5.0", entry(kUpgradeDetectOnly), false},
-      {u"1.5.0", entry(kUpgradeDetectOnly | both), false},
-  };
-  for (const auto& c : cases) {
-    installVersion(c.installed);
-    EXPECT_EQ(findInstalledUpgradeMatches({c.rule}).empty(), !c.matches) << &c - cases;
-  }
+TEST_F(UpgradeMatches, TheDefaultMinimumIsExclusive) {
+  installVersion(u"0.0.0");
+  EXPECT_FALSE(matches(entry(0)));
+  EXPECT_TRUE(matches(entry(kUpgradeMinInclusive)));
 }
 
-TEST_F(UpgradeMatches, OnlyMatchingRowsAreKept) {
+TEST_F(UpgradeMatches, AMaximumMatchesOnlyWhenInclusive) {
+  installVersion(u"2.0.0");
+  EXPECT_FALSE(matches(entry(0, u"1.0.0", u"2.0.0")));
+  EXPECT_TRUE(matches(entry(kUpgradeMaxInclusive, u"1.0.0", u"2.0.0")));
+  EXPECT_FALSE(matches(entry(kUpgradeMaxInclusive, u"1.0.0", u"1.9.9")));
+}
+
+TEST_F(UpgradeMatches, DetectOnlyRowsNeverMatchAndOnlyMatchingRowsAreKept) {
   installVersion(u"1.5.0");
+  EXPECT_FALSE(matches(entry(kUpgradeDetectOnly)));
+  EXPECT_FALSE(matches(entry(kUpgradeDetectOnly | kUpgradeMinInclusive | kUpgradeMaxInclusive)));
   UpgradeEntry other = entry(0);
   other.upgradeCode = u"{BBBBBBBB-BBBB-CCCC-DDDD-EEEEEEEEEEEE}";
   auto found = findInstalledUpgradeMatches({other, entry(0, u"1.0.0", u"2.0.0")});
