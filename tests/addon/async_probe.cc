@@ -24,26 +24,6 @@ using node_interop::helpers::ScriptHost;
 using node_interop::helpers::ThreadPool;
 using platform::wstring;
 
-// The record that "progressChanged" carries in these tests.
-struct Step {
-  wstring label;
-  std::uint32_t amount = 0;
-};
-
-}  // namespace async_probe
-
-namespace node_interop::helpers {
-
-template <>
-struct RecordFields<async_probe::Step> {
-  static constexpr auto fields =
-      std::make_tuple(field("label", &async_probe::Step::label), field("amount", &async_probe::Step::amount));
-};
-
-}  // namespace node_interop::helpers
-
-namespace async_probe {
-
 // Asynchronous calls of wait() block their pool threads until script opens
 // the gate for them.
 class Gates {
@@ -138,7 +118,7 @@ class HostCalls {
     std::thread([run, count] {
       for (std::uint32_t i = 0; i < count; ++i) {
         std::string label = "step " + std::to_string(i);
-        callCounting(*run, "progressChanged", Step{wstring(label.begin(), label.end()), i});
+        callCounting(*run, "progressChanged", Level{wstring(label.begin(), label.end()), i});
       }
       run->finishThread();
     }).detach();

@@ -18,10 +18,7 @@ namespace shapes {
 
 using platform::wstring;
 
-struct Level {
-  wstring label;
-  std::uint32_t amount = 0;
-};
+using async_probe::Level;
 
 struct Sample {
   wstring name;
@@ -34,12 +31,6 @@ struct Sample {
 }  // namespace shapes
 
 namespace node_interop::helpers {
-
-template <>
-struct RecordFields<shapes::Level> {
-  static constexpr auto fields =
-      std::make_tuple(field("label", &shapes::Level::label), field("amount", &shapes::Level::amount));
-};
 
 template <>
 struct RecordFields<shapes::Sample> {
