@@ -67,31 +67,6 @@ class Channel : public ::testing::Test {
   std::shared_ptr<HostChannel> channel_;
 };
 
-TEST_F(Channel, AnIdleChannelDoesNotKeepTheLoopAlive) {
-  EXPECT_EQ(uv_run(&loop_, UV_RUN_DEFAULT), 0);
-  channel_->hold();
-  EXPECT_NE(uv_run(&loop_, UV_RUN_NOWAIT), 0);
-  channel_->release();
-  EXPECT_EQ(uv_run(&loop_, UV_RUN_DEFAULT), 0);
-}
-
-TEST_F(Channel, RunsPostedJobsOnTheHostThreadInOrderEachOnce) {
-  std::vector<int> order;
-  std::atomic<int> offHost{0};
-  const auto host = std::this_thread::get_id();
-  runWithWorker([&] {
-    for (int i = 0; i < 2000; ++i) {
-      channel_->post(makeHostJob([&, i] {
-        if (std::this_thread::get_id() != host) ++offHost;
-        order.push_back(i);
-      }));
-    }
-  });
-  ASSERT_EQ(order.size(), 2000u);
-  for (int i = 0; i < 2000; ++i) ASSERT_EQ(order[i], i);
-  EXPECT_EQ(offHost, 0);
-}
-
 TEST_F(Channel, AFailingWakeUpThrowsItsMessageAndDropsTheJob) {
   std::atomic<int> runs{0}, destroyed{0};
   std::string message;

@@ -41,16 +41,12 @@ TEST_F(InstalledInfo, AnInstalledProductAnswersFromWindowsInstaller) {
   EXPECT_EQ(info->getProductCode(), kProduct);
   EXPECT_EQ(info->getProperty(u"VersionString"), u"3.1.4");
   EXPECT_EQ(info->getProperty(u"NoSuchProperty"), u"");
-  EXPECT_THROW(
-      {
-        try {
-          info->getCabFileNames();
-        } catch (const std::logic_error& e) {
-          EXPECT_STREQ(e.what(), "Not implemented");
-          throw;
-        }
-      },
-      std::logic_error);
+  try {
+    info->getCabFileNames();
+    ADD_FAILURE() << "no exception";
+  } catch (const std::logic_error& e) {
+    EXPECT_STREQ(e.what(), "Not implemented");
+  }
 }
 
 TEST_F(InstalledInfo, AnUnknownProductIsNotInstalled) {

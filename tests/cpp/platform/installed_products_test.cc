@@ -35,28 +35,29 @@ class InstalledProducts : public test_support::TempMachineTest {
   }
 };
 
-TEST_F(InstalledProducts, ProductPropertiesComeFromTheStore) {
+TEST_F(InstalledProducts, ProductPropertiesComeFromTheStoreWithWindowsInstallerCodes) {
   ASSERT_TRUE(emulated::saveInstalledProduct(sample()));
-  using R = std::pair<UINT, std::u16string>;
-  EXPECT_EQ(info(kProduct, u"InstallLocation"), R(0, u"C:\\Program Files\\Sample\\"));
-  EXPECT_EQ(info(kProduct, u"InstalledProductName"), R(0, u"Sample App"));
-  EXPECT_EQ(info(kProduct, u"ProductName"), R(0, u"Sample App"));
-  EXPECT_EQ(info(kProduct, u"LocalPackage"), R(0, u"C:\\Windows\\Installer\\1a2b.msi"));
-  EXPECT_EQ(info(kProduct, u"VersionString"), R(0, u"2.5.1"));
-  EXPECT_EQ(info(kProduct, u"VersionMajor"), R(0, u"2"));
-  EXPECT_EQ(info(kProduct, u"VersionMinor"), R(0, u"5"));
-  EXPECT_EQ(info(kProduct, u"PackageCode"), R(0, u"{00000000-0000-0000-0000-000000000001}"));
-  // GUIDs match without regard to case.
-  EXPECT_EQ(info(u"{11111111-2222-3333-4444-555555555555}", u"VersionString").first, 0u);
-}
-
-TEST_F(InstalledProducts, QueriesGiveWindowsInstallerCodes) {
-  ASSERT_TRUE(emulated::saveInstalledProduct(sample()));
-  EXPECT_EQ(info(kOther, u"VersionString").first, static_cast<UINT>(ERROR_UNKNOWN_PRODUCT));
-  EXPECT_EQ(info(kProduct, u"NoSuchProperty").first, static_cast<UINT>(ERROR_UNKNOWN_PROPERTY));
-  EXPECT_EQ(info(u"{not-a-guid}", u"VersionString").first, static_cast<UINT>(ERROR_INVALID_PARAMETER));
-  EXPECT_EQ(info(u"11111111-2222-3333-4444-555555555555", u"VersionString").first,
-            static_cast<UINT>(ERROR_INVALID_PARAMETER));
+  ASSERT_TRUE(emulated::saveInstalledProduct(sample(u"{ABCDEF00-2222-3333-4444-555555555555}")));
+  const struct {
+    const char16_t *product, *property;
+    UINT code;
+    const char16_t* value;
+  } cases[] = {
+      {kProduct, u"InstallLocation", 0, u"C:\\Program Files\\Sample\\"},
+      {kProduct, u"InstalledProductName", 0, u"Sample App"},
+      {kProduct, u"ProductName", 0, u"Sample App"},
+      {kProduct, u"LocalPackage", 0, u"C:\\Windows\\Installer\\1a2b.msi"},
+      {kProduct, u"VersionString", 0, u"2.5.1"},
+      {kProduct, u"VersionMajor", 0, u"2"},
+      {kProduct, u"VersionMinor", 0, u"5"},
+      {kProduct, u"PackageCode", 0, u"{00000000-0000-0000-0000-000000000001}"},
+      {u"{abcdef00-2222-3333-4444-555555555555}", u"VersionString", 0, u"2.5.1"},  // GUIDs ignore case
+      {kOther, u"VersionString", ERROR_UNKNOWN_PRODUCT, u""},
+      {kProduct, u"NoSuchProperty", ERROR_UNKNOWN_PROPERTY, u""},
+      {u"{not-a-guid}", u"VersionString", ERROR_INVALID_PARAMETER, u""},
+      {u"11111111-2222-3333-4444-555555555555", u"VersionString", ERROR_INVALID_PARAMETER, u""},
+  };
+  for (const auto& c : cases) EXPECT_EQ(info(c.product, c.property), std::make_pair(c.code, std::u16string(c.value)));
 
   // Two-call sizing: the size first, then the text; a short buffer gets 234.
   DWORD size = 0;
