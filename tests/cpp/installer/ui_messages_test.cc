@@ -89,6 +89,7 @@ TEST_F(UiTest, FilterDecidesWhatReachesTheHandlerAndItsAnswerComesBack) {
     EXPECT_EQ(received.size(), c.delivered ? 1u : 0u) << std::hex << c.type;
     EXPECT_EQ(got.value(), c.delivered ? c.handlerAnswer : 0) << std::hex << c.type;
     EXPECT_EQ(got.cancelled(), c.cancelled) << std::hex << c.type;
+    EXPECT_EQ(got.resultCode(), c.cancelled ? 1602u : 0u);
     if (c.delivered) {
       EXPECT_EQ(received[0].type, c.type);
     }
@@ -229,6 +230,12 @@ TEST_F(UiTest, LogOnlyOnErrorKeepsTheLogOfAFailureOnly) {
   EXPECT_FALSE(exists(hostPath("install.log")));
   runOperation(ERROR_INSTALL_USEREXIT);
   EXPECT_NE(logText().find("Return value 2."), std::string::npos);
+  // A session whose action failed keeps its log, though it closes cleanly.
+  {
+    MessageChannel session;
+    (void)session.actionEnd(u"LaunchConditions", ERROR_INSTALL_FAILURE);
+  }
+  EXPECT_NE(logText().find("Return value 3."), std::string::npos);
   // Appending to a log that is there: a success leaves it as it was.
   const std::string before = logText();
   ASSERT_EQ(MsiEnableLogW(mode, logPath().c_str(), INSTALLLOGATTRIBUTES_APPEND), ERROR_SUCCESS);

@@ -72,6 +72,7 @@ UiAnswer MessageChannel::actionStart(std::u16string_view action,
 }
 
 UiAnswer MessageChannel::actionEnd(std::u16string_view action, UINT result) {
+  if (logReturnValue(result) >= 2) actionFailed_ = true;
   return deliver(INSTALLMESSAGE_INFO, actionEndedLogText(action, result, localNow()));
 }
 
@@ -85,7 +86,7 @@ void MessageChannel::end(UINT result, const PropertyList& properties) {
   if ((log_->mode() & (INSTALLLOGMODE_PROPERTYDUMP | INSTALLLOGMODE_VERBOSE)) != 0) {
     for (const auto& [name, value] : properties) log_->writeLine(u"Property(S): " + name + u" = " + value);
   }
-  const bool failed = result != ERROR_SUCCESS && result != ERROR_SUCCESS_REBOOT_REQUIRED;
+  const bool failed = actionFailed_ || (result != ERROR_SUCCESS && result != ERROR_SUCCESS_REBOOT_REQUIRED);
   log_->close(failed, localNow());
 }
 

@@ -48,6 +48,10 @@ class [[nodiscard]] UiAnswer {
   constexpr int value() const { return value_; }
   // The user cancelled: the running action ends with 1602.
   constexpr bool cancelled() const { return value_ == IDCANCEL; }
+  // What the running action returns because of this answer: 1602 for a
+  // cancel, else ERROR_SUCCESS (go on). For
+  //   if (UINT code = channel.post(...).resultCode()) return code;
+  constexpr UINT resultCode() const { return cancelled() ? ERROR_INSTALL_USEREXIT : ERROR_SUCCESS; }
 
  private:
   int value_;
@@ -77,7 +81,10 @@ class MessageChannel {
   // (nullopt when it has none: the documented default is used then).
   UiAnswer actionStart(std::u16string_view action, const std::optional<std::u16string>& actionTextDescription);
 
-  // The info message "Action ended H:MM:SS: Name. Return value N.".
+  // The info message "Action ended H:MM:SS: Name. Return value N.". An
+  // action that was cancelled or failed marks the operation as failed, so
+  // a LOGONLYONERROR log is kept whatever end() is given later (a session
+  // whose MsiDoActionW failed, then closed).
   UiAnswer actionEnd(std::u16string_view action, UINT result);
 
   // A line that only a verbose log shows, as Windows writes its own:
@@ -87,13 +94,15 @@ class MessageChannel {
   // Ends the operation with its result code: the property dump
   // ("Property(S): NAME = VALUE", with INSTALLLOGMODE_PROPERTYDUMP), the
   // footer, and the log kept or dropped under LOGONLYONERROR (kept when
-  // the result is neither ERROR_SUCCESS nor 3010). Later calls change nothing.
+  // an action failed, or the result is neither ERROR_SUCCESS nor 3010).
+  // Later calls change nothing.
   void end(UINT result, const PropertyList& properties);
 
  private:
   UiAnswer deliver(UINT typeAndFlags, std::u16string_view text);
 
   std::unique_ptr<InstallLog> log_;
+  bool actionFailed_ = false;
   bool ended_ = false;
 };
 
