@@ -94,6 +94,11 @@ TEST_F(UiTest, FilterDecidesWhatReachesTheHandlerAndItsAnswerComesBack) {
       EXPECT_EQ(received[0].type, c.type);
     }
   }
+  received.clear();
+  MsiSetExternalUIW(recordingHandler, INSTALLLOGMODE_PROGRESS, &calls_);
+  (void)channel.postProgress({0, 1520, 0, 0});
+  ASSERT_EQ(received.size(), 1u);
+  EXPECT_EQ(received[0].text, "1: 0 2: 1520 3: 0 4: 0 ");
   channel.end(ERROR_SUCCESS, {});
 }
 
@@ -121,7 +126,6 @@ TEST_F(UiTest, ActionStartTexts) {
   at.tm_hour = 7;
   at.tm_min = 1;
   EXPECT_EQ(utf16ToUtf8(actionEndedLogText(u"X", ERROR_INSTALL_USEREXIT, at)), "Action ended 7:01:00: X. Return value 2.");
-  EXPECT_EQ(utf16ToUtf8(recordText({u"0", u"1520", u"0", u"0"})), "1: 0 2: 1520 3: 0 4: 0 ");
 }
 
 TEST_F(UiTest, ActionStartTakesTheActionTextDescriptionElseTheDefault) {

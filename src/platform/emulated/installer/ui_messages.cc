@@ -59,6 +59,12 @@ UiAnswer MessageChannel::postRecord(UINT typeAndFlags, const std::vector<std::u1
   return deliver(typeAndFlags, recordText(fields));
 }
 
+UiAnswer MessageChannel::postProgress(std::initializer_list<long long> fields) {
+  std::vector<std::u16string> texts;
+  for (long long field : fields) texts.push_back(utf8ToUtf16(std::to_string(field)));
+  return postRecord(INSTALLMESSAGE_PROGRESS, texts);
+}
+
 UiAnswer MessageChannel::actionStart(std::u16string_view action,
                                      const std::optional<std::u16string>& actionTextDescription) {
   const std::tm now = localNow();

@@ -26,6 +26,7 @@
 #pragma once
 
 #include <ctime>
+#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <string>
@@ -74,6 +75,10 @@ class MessageChannel {
   // A record without a template ("1: x 2: y "), as progress messages and
   // action data without an ActionText template are sent.
   UiAnswer postRecord(UINT typeAndFlags, const std::vector<std::u16string>& fields);
+
+  // INSTALLMESSAGE_PROGRESS with integer fields: {0, total, 0, 0} resets,
+  // {1, step, 1} announces action data, {2, ticks} reports progress.
+  UiAnswer postProgress(std::initializer_list<long long> fields);
 
   // INSTALLMESSAGE_ACTIONSTART "Action H:MM:SS: Name. Description", then
   // the info message "Action start H:MM:SS: Name.". The description is the
