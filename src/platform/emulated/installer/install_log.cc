@@ -77,12 +77,7 @@ InstallLog::InstallLog(const LogSettings& settings, const std::tm& now)
   writeLine(header(mode_, now));
 }
 
-InstallLog::~InstallLog() {
-  std::time_t now = std::time(nullptr);
-  std::tm local{};
-  localtime_r(&now, &local);
-  close(false, local);
-}
+InstallLog::~InstallLog() { close(false, localNow()); }
 
 void InstallLog::writeLine(std::u16string_view line) {
   std::lock_guard<std::mutex> lock(mutex_);

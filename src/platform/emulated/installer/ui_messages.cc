@@ -34,13 +34,6 @@ std::u16string verboseLine(std::u16string_view text) {
 
 }  // namespace
 
-std::tm localNow() {
-  const std::time_t now = std::time(nullptr);
-  std::tm local{};
-  localtime_r(&now, &local);
-  return local;
-}
-
 MessageChannel::MessageChannel() : log_(std::make_unique<InstallLog>(currentLogSettings(), localNow())) {}
 
 MessageChannel::~MessageChannel() { end(ERROR_SUCCESS, {}); }

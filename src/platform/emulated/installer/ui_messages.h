@@ -111,7 +111,4 @@ class MessageChannel {
   bool ended_ = false;
 };
 
-// The local time now, as every message and log line of the engine shows it.
-std::tm localNow();
-
 }  // namespace emulated::installer

@@ -36,6 +36,13 @@ constexpr ActionDescription kDefaults[] = {
 
 }  // namespace
 
+std::tm localNow() {
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  localtime_r(&now, &local);
+  return local;
+}
+
 std::u16string installerTime(const std::tm& at) {
   char text[48];
   std::snprintf(text, sizeof text, "%d:%02d:%02d", at.tm_hour, at.tm_min, at.tm_sec);

@@ -18,6 +18,9 @@
 
 namespace emulated::installer {
 
+// The machine's local time now, as messages and log lines show it.
+std::tm localNow();
+
 // [Time]: "H:MM:SS" on a 24-hour clock, the hour without a leading zero
 // (GetTimeFormat with TIME_FORCE24HOURFORMAT | TIME_NOTIMEMARKER in the
 // machine's en-US locale). [Date]: "MM/DD/YYYY", as the Date property's
