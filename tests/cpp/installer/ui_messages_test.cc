@@ -126,6 +126,10 @@ TEST_F(UiTest, ActionStartTexts) {
   at.tm_hour = 7;
   at.tm_min = 1;
   EXPECT_EQ(utf16ToUtf8(actionEndedLogText(u"X", ERROR_INSTALL_USEREXIT, at)), "Action ended 7:01:00: X. Return value 2.");
+  at.tm_mon = 5;
+  at.tm_mday = 2;
+  at.tm_year = 126;
+  EXPECT_EQ(utf16ToUtf8(installerDate(at)), "6/2/2026");
 }
 
 TEST_F(UiTest, ActionStartTakesTheActionTextDescriptionElseTheDefault) {

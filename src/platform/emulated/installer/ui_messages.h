@@ -26,12 +26,13 @@
 #pragma once
 
 #include <ctime>
+#include <functional>
 #include <initializer_list>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "platform/emulated/msi_ui.h"
@@ -58,7 +59,9 @@ class [[nodiscard]] UiAnswer {
   int value_;
 };
 
-using PropertyList = std::vector<std::pair<std::u16string, std::u16string>>;
+// The properties to dump, in name order: the same type as the session's
+// own property map, so a session hands its map over as it is.
+using PropertyList = std::map<std::u16string, std::u16string, std::less<>>;
 
 class MessageChannel {
  public:

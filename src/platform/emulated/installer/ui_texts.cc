@@ -51,7 +51,7 @@ std::u16string installerTime(const std::tm& at) {
 
 std::u16string installerDate(const std::tm& at) {
   char text[48];
-  std::snprintf(text, sizeof text, "%02d/%02d/%04d", at.tm_mon + 1, at.tm_mday, at.tm_year + 1900);
+  std::snprintf(text, sizeof text, "%d/%d/%d", at.tm_mon + 1, at.tm_mday, at.tm_year + 1900);
   return ascii(text);
 }
 

@@ -23,8 +23,8 @@ std::tm localNow();
 
 // [Time]: "H:MM:SS" on a 24-hour clock, the hour without a leading zero
 // (GetTimeFormat with TIME_FORCE24HOURFORMAT | TIME_NOTIMEMARKER in the
-// machine's en-US locale). [Date]: "MM/DD/YYYY", as the Date property's
-// documentation gives it.
+// machine's en-US locale). [Date]: "M/D/YYYY", the en-US short date
+// (GetDateFormat with DATE_SHORTDATE), as the Date property is formatted.
 std::u16string installerTime(const std::tm& at);
 std::u16string installerDate(const std::tm& at);
 
