@@ -190,18 +190,6 @@ int list() {
   return 0;
 }
 
-int event(const std::vector<std::string>& args) {
-  if (args.size() != 2 || (args[0] != "create" && args[0] != "set")) fail("usage: event create|set NAME");
-  const std::u16string name = utf8ToUtf16(args[1]);
-  HANDLE handle = args[0] == "create" ? CreateEventW(nullptr, TRUE, FALSE, name.c_str())
-                                      : OpenEventW(EVENT_MODIFY_STATE, FALSE, name.c_str());
-  if (handle == nullptr) fail("event " + args[1] + ": error " + std::to_string(GetLastError()));
-  if (args[0] == "set" && !SetEvent(handle)) fail("cannot set event " + args[1]);
-  CloseHandle(handle);
-  return 0;
-}
-
-
 // The registry command: `registry set|get|delete KEY [NAME] [VALUE ...]
 // [--type TYPE]`. See the README for the forms of the values.
 namespace reg = emulated::registry;
@@ -369,11 +357,24 @@ int registry(std::vector<std::string> args) {
   fail(usage);
 }
 
+
+int event(const std::vector<std::string>& args) {
+  if (args.size() != 2 || (args[0] != "create" && args[0] != "set")) fail("usage: event create|set NAME");
+  const std::u16string name = utf8ToUtf16(args[1]);
+  HANDLE handle = args[0] == "create" ? CreateEventW(nullptr, TRUE, FALSE, name.c_str())
+                                      : OpenEventW(EVENT_MODIFY_STATE, FALSE, name.c_str());
+  if (handle == nullptr) fail("event " + args[1] + ": error " + std::to_string(GetLastError()));
+  if (args[0] == "set" && !SetEvent(handle)) fail("cannot set event " + args[1]);
+  CloseHandle(handle);
+  return 0;
+}
+
+
 }  // namespace
 
 int main(int argc, char** argv) {
   std::vector<std::string> args(argv + 1, argv + argc);
-  if (args.empty()) fail("usage: init | config KEY VALUE | register PACKAGE.msi [...] | unregister CODE | list | event create|set NAME | registry set|get|delete KEY [NAME] [VALUE ...]");
+  if (args.empty()) fail("usage: init | config KEY VALUE | register PACKAGE.msi [...] | unregister CODE | list | event create|set NAME");
   const std::string command = args[0];
   args.erase(args.begin());
   if (command == "init") {
@@ -385,6 +386,7 @@ int main(int argc, char** argv) {
     if (!emulated::writeMachineConfigValue(args[0], args[1])) fail("cannot write " + emulated::machineConfigPath());
     return 0;
   }
+  if (command == "registry") return registry(args);
   if (command == "register") return registerPackage(args);
   if (command == "unregister") {
     if (args.size() != 1) fail("usage: unregister PRODUCTCODE");
@@ -393,6 +395,5 @@ int main(int argc, char** argv) {
   }
   if (command == "list") return list();
   if (command == "event") return event(args);
-  if (command == "registry") return registry(args);
   fail("unknown command " + command);
 }
