@@ -357,7 +357,6 @@ int registry(std::vector<std::string> args) {
   fail(usage);
 }
 
-
 int event(const std::vector<std::string>& args) {
   if (args.size() != 2 || (args[0] != "create" && args[0] != "set")) fail("usage: event create|set NAME");
   const std::u16string name = utf8ToUtf16(args[1]);
@@ -368,7 +367,6 @@ int event(const std::vector<std::string>& args) {
   CloseHandle(handle);
   return 0;
 }
-
 
 }  // namespace
 
