@@ -18,11 +18,13 @@
 // handled messages too.
 //
 // Usage by the engine:
-//   MessageChannel channel;                      // at MsiOpenPackageW / MsiInstallProductW
-//   if (channel.actionStart(u"CostFinalize", descriptionFromActionText).cancelled()) ...
-//   if (channel.post(INSTALLMESSAGE_ERROR | MB_OK | MB_ICONERROR, text).cancelled()) ...
-//   channel.actionEnd(u"CostFinalize", result)   // "Action ended ... Return value N."
-//   channel.end(result, properties)              // property dump, footer, LOGONLYONERROR
+//   MessageChannel channel;  // at MsiOpenPackageW / MsiInstallProductW
+//   UINT result = channel.actionStart(u"CostFinalize", actionTextDescription).resultCode();
+//   if (result == ERROR_SUCCESS) result = costFinalize(channel);  // posts with
+//       // if (UINT code = channel.post(INSTALLMESSAGE_ERROR | MB_OK, text).resultCode()) return code;
+//   if (UINT code = channel.actionEnd(u"CostFinalize", result).resultCode()) result = code;
+//   ...
+//   channel.end(result, session.properties());  // property dump, footer, LOGONLYONERROR
 #pragma once
 
 #include <ctime>
@@ -68,7 +70,9 @@ class MessageChannel {
   // Starts an operation: its log is opened with the MsiEnableLogW settings
   // in force now. The handler is looked up anew for every message.
   MessageChannel();
-  ~MessageChannel();  // ends the operation as a success when end() was not called
+  // Ends the operation when end() was not called: a success, unless an
+  // action failed on the way.
+  ~MessageChannel();
   MessageChannel(const MessageChannel&) = delete;
   MessageChannel& operator=(const MessageChannel&) = delete;
 
