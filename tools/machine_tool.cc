@@ -315,8 +315,8 @@ int registry(std::vector<std::string> args) {
     if (named && args.size() < 4) fail(usage);
     // The value is read before the key is made, so a bad value changes nothing.
     const std::string data = named ? valueData(type, {args.begin() + 3, args.end()}) : std::string();
-    bool created = false;
-    if (reg::createKey(*key, &created) != ERROR_SUCCESS) fail("cannot create " + args[1]);
+    std::vector<reg::KeyPath> made;
+    if (reg::createKey(*key, &made) != ERROR_SUCCESS) fail("cannot create " + args[1]);
     if (!named) return 0;
     const LONG code = reg::setValue(*key, {name, type, data});
     if (code != ERROR_SUCCESS) fail("cannot set the value (error " + std::to_string(code) + ")");

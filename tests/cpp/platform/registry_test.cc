@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "../support/temp_machine.h"
+#include "platform/emulated/registry/registry_store.h"
 #include "platform/windows.h"
 
 namespace {
@@ -67,6 +68,14 @@ TEST_F(RegistryTest, KeysOpenCreateAndDeleteWithTheDocumentedCodes) {
   EXPECT_EQ(RegCloseKey(product), ERROR_SUCCESS);
   EXPECT_EQ(RegCloseKey(product), ERROR_INVALID_HANDLE);
   EXPECT_EQ(RegCloseKey(HKEY_LOCAL_MACHINE), ERROR_SUCCESS);
+
+  // What an installation takes back: each key that a create made.
+  std::vector<emulated::registry::KeyPath> made;
+  ASSERT_EQ(emulated::registry::createKey(*emulated::registry::parseKeyPath(u"HKLM\\software\\MAKER\\A\\B"), &made),
+            ERROR_SUCCESS);
+  ASSERT_EQ(made.size(), 2u);
+  EXPECT_EQ(made[0].names, (std::vector<std::u16string>{u"software", u"MAKER", u"A"}));
+  EXPECT_EQ(made[1].names.back(), u"B");
 }
 
 TEST_F(RegistryTest, QueryValueSizesInTwoCalls) {

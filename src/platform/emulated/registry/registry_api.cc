@@ -103,9 +103,9 @@ extern "C" LSTATUS RegCreateKeyExW(HKEY hKey, LPCWSTR lpSubKey, DWORD, LPWSTR, D
   if (!keyExists(parent->path)) return ERROR_KEY_DELETED;
   const bool exists = keyExists(path);
   if (!exists && (parent->access & KEY_CREATE_SUB_KEY) == 0) return ERROR_ACCESS_DENIED;
-  bool created = false;
-  if (LONG code = createKey(path, &created); code != ERROR_SUCCESS) return code;
-  if (lpdwDisposition != nullptr) *lpdwDisposition = created ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
+  std::vector<KeyPath> made;
+  if (LONG code = createKey(path, &made); code != ERROR_SUCCESS) return code;
+  if (lpdwDisposition != nullptr) *lpdwDisposition = made.empty() ? REG_OPENED_EXISTING_KEY : REG_CREATED_NEW_KEY;
   *phkResult = newHandle(std::move(path), samDesired);
   return ERROR_SUCCESS;
 }

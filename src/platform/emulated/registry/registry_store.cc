@@ -254,18 +254,18 @@ bool keyExists(const KeyPath& key) {
   return !keyDirectory(key).empty();
 }
 
-LONG createKey(const KeyPath& key, bool* created) {
+LONG createKey(const KeyPath& key, std::vector<KeyPath>* made) {
   FileLock lock(lockPath(), FileLock::kExclusive);
   std::string directory = hiveDirectory(key.hive);
-  *created = false;
+  made->clear();
+  KeyPath walked{key.hive, {}};
   for (const std::u16string& name : key.names) {
+    walked.names.push_back(name);
     std::string next = findSubkey(directory, name);
     if (next.empty()) {
       next = directory + "/" + encodeName(name);
       if (::mkdir(next.c_str(), 0755) != 0 && errno != EEXIST) return ERROR_REGISTRY_IO_FAILED;
-      *created = true;
-    } else {
-      *created = false;
+      made->push_back(walked);
     }
     directory = next;
   }

@@ -50,7 +50,10 @@ LONG appendSubKey(const KeyPath& parent, std::u16string_view subKey, KeyPath* re
 // walk never fails for it, and the others give ERROR_KEY_DELETED (they
 // serve handles, whose key existed when it was opened).
 bool keyExists(const KeyPath& key);
-LONG createKey(const KeyPath& key, bool* created);
+// Makes the key and any missing key above it; `made` gets each key it
+// made, from the outermost down (empty: the key was there), so that an
+// installation can take back exactly what it added.
+LONG createKey(const KeyPath& key, std::vector<KeyPath>* made);
 LONG deleteKey(const KeyPath& key);  // ERROR_ACCESS_DENIED when it has subkeys
 LONG setValue(const KeyPath& key, const RegistryValue& value);
 LONG queryValue(const KeyPath& key, std::u16string_view name, RegistryValue* value);  // ERROR_FILE_NOT_FOUND
