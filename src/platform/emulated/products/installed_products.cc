@@ -1,16 +1,14 @@
 #include "platform/emulated/products/installed_products.h"
 
 #include <dirent.h>
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <sstream>
 
+#include "platform/emulated/machine/file_lock.h"
 #include "platform/emulated/machine/machine_paths.h"
 #include "platform/emulated/machine/unicode.h"
 
@@ -40,20 +38,7 @@ std::string productFile(std::u16string_view productCode) {
 }
 
 // Serialises writers of all processes of the machine.
-class StoreLock {
- public:
-  StoreLock() : fd_(::open((storeDirectory() + "/.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644)) {
-    if (fd_ >= 0) ::flock(fd_, LOCK_EX);
-  }
-  ~StoreLock() {
-    if (fd_ >= 0) ::close(fd_);
-  }
-  StoreLock(const StoreLock&) = delete;
-  StoreLock& operator=(const StoreLock&) = delete;
-
- private:
-  int fd_;
-};
+std::string storeLockPath() { return storeDirectory() + "/.lock"; }
 
 // Values are one line each: line breaks inside a value are escaped.
 std::string escape(const std::u16string& value) {
@@ -176,24 +161,13 @@ std::vector<InstalledProduct> installedProducts() {
 
 bool saveInstalledProduct(const InstalledProduct& product) {
   if (!isGuid(product.productCode)) return false;
-  StoreLock lock;
-  const std::string path = productFile(product.productCode);
-  const std::string temporary = path + ".tmp." + std::to_string(::getpid());
-  const std::string text = serialise(product);
-  int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-  if (fd < 0) return false;
-  const bool written = ::write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size()) && ::fsync(fd) == 0;
-  ::close(fd);
-  if (!written || std::rename(temporary.c_str(), path.c_str()) != 0) {
-    std::remove(temporary.c_str());
-    return false;
-  }
-  return true;
+  FileLock lock(storeLockPath(), FileLock::kExclusive);
+  return replaceFile(productFile(product.productCode), serialise(product));
 }
 
 bool removeInstalledProduct(std::u16string_view productCode) {
   if (!isGuid(productCode)) return false;
-  StoreLock lock;
+  FileLock lock(storeLockPath(), FileLock::kExclusive);
   return std::remove(productFile(productCode).c_str()) == 0;
 }
 
