@@ -1,0 +1,252 @@
+// Damaged packages against the package inspections: a seeded, time-bounded
+// fuzzer. Each mutant of a good package (truncated, bytes flipped, a sector
+// zeroed, one FAT entry changed) is opened in a child process of its own,
+// which runs every inspection the services make on a package file. A child
+// that dies of a signal is a crash, one that outlives its alarm a hang,
+// one that writes to stderr a warning that escaped; each is a failure and
+// its mutant is kept for the reproduction.
+//
+//   package_fuzz --package P.msi [--seed N] [--count N] [--seconds S] [--keep DIR]
+//   package_fuzz --package P.msi --emit DIR [--seed N] [--count N]
+//   package_fuzz --replay MUTANT.msi
+//
+// The second form only writes the mutants, for the script-level fuzzer;
+// the third inspects one kept mutant in this process, for a debugger.
+// One summary line goes to stdout; the exit status is 0 when nothing failed.
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <random>
+#include <string>
+
+#include "install/msi/feature_info.h"
+#include "install/msi/msi_package_info.h"
+#include "install/msi/msi_product_info.h"
+#include "install/msi/package_queries.h"
+#include "platform/emulated/machine/machine_paths.h"
+
+namespace {
+
+using installer::msi_wrapper::FeatureInfo;
+
+constexpr std::size_t kSector = 512;
+constexpr unsigned kChildSeconds = 20;
+
+struct Options {
+  std::string package, keep, emit, replay;
+  std::uint32_t seed = 1;
+  long count = 3000;
+  double seconds = 1e9;
+};
+
+std::string readFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+void writeFile(const std::string& path, const std::string& bytes) {
+  std::ofstream(path, std::ios::binary | std::ios::trunc).write(bytes.data(), std::streamsize(bytes.size()));
+}
+
+std::uint32_t le32(const std::string& bytes, std::size_t at) {
+  std::uint32_t value = 0;
+  for (int i = 3; i >= 0; --i) value = value << 8 | std::uint8_t(bytes[at + i]);
+  return value;
+}
+
+void putLe32(std::string& bytes, std::size_t at, std::uint32_t value) {
+  for (int i = 0; i < 4; ++i) bytes[at + i] = char(value >> (8 * i));
+}
+
+// One FAT entry of the first FAT sector, the one every package has, set to
+// another sector, a special value or noise.
+void changeFatEntry(std::string& bytes, std::mt19937& random) {
+  const std::size_t fatSector = le32(bytes, 76);
+  const std::size_t at = (fatSector + 1) * kSector;
+  const std::size_t sectors = bytes.size() / kSector - 1;
+  if (at + kSector > bytes.size() || sectors == 0) return;
+  const std::size_t entry = random() % std::min<std::size_t>(sectors, kSector / 4);
+  static const std::uint32_t special[] = {0xFFFFFFFE, 0xFFFFFFFF, 0xFFFFFFFD, 0xFFFFFFFC};
+  std::uint32_t value = random();
+  if (random() % 2) value = std::uint32_t(random() % sectors);
+  else if (random() % 2) value = special[random() % 4];
+  putLe32(bytes, at + entry * 4, value);
+}
+
+// The mutant `index` of `bytes`, and the name of what was done.
+std::string mutate(std::string bytes, std::mt19937& random, const char*& kind) {
+  switch (random() % 4) {
+    case 0:
+      kind = "truncated";
+      bytes.resize(random() % bytes.size());
+      break;
+    case 1: {
+      kind = "flipped";
+      const int flips = 1 + random() % 8;
+      for (int i = 0; i < flips; ++i) bytes[random() % bytes.size()] ^= char(1 + random() % 255);
+      break;
+    }
+    case 2:
+      kind = "zeroed";
+      std::memset(&bytes[(random() % (bytes.size() / kSector)) * kSector], 0, kSector);
+      break;
+    default:
+      kind = "fat";
+      changeFatEntry(bytes, random);
+      break;
+  }
+  return bytes;
+}
+
+// Every inspection the two package services make on a package file.
+void inspect(const platform::wstring& path) {
+  using namespace installer::msi_wrapper;
+  auto package = openMsiPackageInfo(path);
+  const bool valid = package->isValid();
+  package->getPackageCode();
+  std::uint32_t error = 0;
+  auto product = openMsiProductInfo(path, error);
+  if (product) {
+    product->getProductName();
+    product->getProductCode();
+    product->getInstallDirectory();
+    product->getProperty(u"ProductVersion");
+    product->getCabFileNames();
+    std::vector<FeatureInfo> features;
+    product->getProductFeatures(features);
+    product->getSetupType();
+    readQueryRows(path, u"SELECT `Property`, `Value` FROM `Property`");
+    readRebrandingCode(path);
+    readPremiumLink(path);
+  }
+  std::printf("%u %d\n", unsigned(error), valid ? 1 : 0);
+}
+
+enum class Outcome { opened, refused, crashed, hung, warned };
+
+struct Verdict {
+  Outcome outcome;
+  unsigned code;
+  std::string detail;
+};
+
+std::string drain(int fd) {
+  std::string text;
+  char buffer[4096];
+  ssize_t got;
+  while ((got = read(fd, buffer, sizeof buffer)) > 0) text.append(buffer, std::size_t(got));
+  close(fd);
+  return text;
+}
+
+Verdict runChild(const std::string& hostPath) {
+  int out[2], err[2];
+  if (pipe(out) != 0 || pipe(err) != 0) std::abort();
+  const pid_t child = fork();
+  if (child == 0) {
+    dup2(out[1], 1);
+    dup2(err[1], 2);
+    close(out[0]);
+    close(err[0]);
+    alarm(kChildSeconds);
+    inspect(emulated::toWindowsPath(hostPath));
+    std::fflush(stdout);
+    _exit(0);
+  }
+  close(out[1]);
+  close(err[1]);
+  // stderr is small or the child is at fault; read it last.
+  const std::string result = drain(out[0]);
+  const std::string warning = drain(err[0]);
+  int status = 0;
+  waitpid(child, &status, 0);
+  if (WIFSIGNALED(status)) {
+    const int signal = WTERMSIG(status);
+    return {signal == SIGALRM ? Outcome::hung : Outcome::crashed, 0, strsignal(signal)};
+  }
+  if (!warning.empty()) return {Outcome::warned, 0, warning.substr(0, 200)};
+  unsigned code = 0;
+  int valid = 0;
+  if (WEXITSTATUS(status) != 0 || std::sscanf(result.c_str(), "%u %d", &code, &valid) != 2)
+    return {Outcome::crashed, 0, "exit status " + std::to_string(WEXITSTATUS(status))};
+  return {code == 0 ? Outcome::opened : Outcome::refused, code, {}};
+}
+
+bool parse(int argc, char** argv, Options& options) {
+  for (int i = 1; i + 1 < argc; i += 2) {
+    const std::string name = argv[i], value = argv[i + 1];
+    if (name == "--package") options.package = value;
+    else if (name == "--keep") options.keep = value;
+    else if (name == "--emit") options.emit = value;
+    else if (name == "--replay") options.replay = value;
+    else if (name == "--seed") options.seed = std::uint32_t(std::stoul(value));
+    else if (name == "--count") options.count = std::stol(value);
+    else if (name == "--seconds") options.seconds = std::stod(value);
+    else return false;
+  }
+  return (!options.package.empty() || !options.replay.empty()) && argc % 2 == 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Options options;
+  if (!parse(argc, argv, options)) {
+    std::fprintf(stderr, "usage: package_fuzz --package P.msi [--seed N] [--count N] [--seconds S] [--keep DIR] [--emit DIR]"
+                 " | --replay MUTANT.msi\n");
+    return 2;
+  }
+  if (!options.replay.empty()) {
+    inspect(emulated::toWindowsPath(options.replay));
+    return 0;
+  }
+  const std::string original = readFile(options.package);
+  if (original.size() < 3 * kSector) {
+    std::fprintf(stderr, "package_fuzz: %s is not a package\n", options.package.c_str());
+    return 2;
+  }
+  const std::string work = options.emit.empty() ? "/tmp/package_fuzz_" + std::to_string(getpid()) + ".msi" : "";
+  const auto start = std::chrono::steady_clock::now();
+  std::map<unsigned, long> refusals;
+  long opened = 0, failures = 0, done = 0;
+  for (; done < options.count; ++done) {
+    if (std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() > options.seconds) break;
+    std::mt19937 random(options.seed * 1000003u + std::uint32_t(done));
+    const char* kind = "";
+    const std::string mutant = mutate(original, random, kind);
+    if (!options.emit.empty()) {
+      writeFile(options.emit + "/mutant-" + std::to_string(done) + ".msi", mutant);
+      continue;
+    }
+    writeFile(work, mutant);
+    const Verdict verdict = runChild(work);
+    if (verdict.outcome == Outcome::opened) ++opened;
+    else if (verdict.outcome == Outcome::refused) ++refusals[verdict.code];
+    else {
+      ++failures;
+      std::fprintf(stderr, "mutant %ld (%s, seed %u): %s %s\n", done, kind, options.seed,
+                   verdict.outcome == Outcome::hung ? "hang" : verdict.outcome == Outcome::warned ? "stderr:" : "crash:",
+                   verdict.detail.c_str());
+      if (!options.keep.empty()) writeFile(options.keep + "/mutant-" + std::to_string(done) + ".msi", mutant);
+    }
+  }
+  if (!work.empty()) unlink(work.c_str());
+  if (!options.emit.empty()) {
+    std::printf("package_fuzz: wrote %ld mutants to %s\n", done, options.emit.c_str());
+    return 0;
+  }
+  std::string codes;
+  for (const auto& [code, count] : refusals) codes += " " + std::to_string(code) + "x" + std::to_string(count);
+  std::printf("package_fuzz: %ld mutants (seed %u), %ld opened, refused:%s, %ld failures\n", done, options.seed,
+              opened, codes.empty() ? " none" : codes.c_str(), failures);
+  return failures == 0 ? 0 : 1;
+}
