@@ -58,7 +58,7 @@ class CompoundFile::Checker {
   void run() {
     readHeader();
     readFat(difat());
-    const std::string directory = readChain(claim(file_.fat_, le32(&header_[48]), owned_, "the directory"));
+    const std::string directory = readChain(claimChain(file_.fat_, le32(&header_[48]), "the directory"));
     readMiniFat();
     parseEntries(directory);
     readMiniStream();
@@ -106,20 +106,25 @@ class CompoundFile::Checker {
     return list;
   }
 
+  // FAT sectors usually follow each other; a run of them is one read.
   void readFat(const std::vector<std::uint32_t>& fatSectors) {
-    const std::size_t perSector = file_.sectorSize_ / 4;
-    std::string sector(file_.sectorSize_, '\0');
-    for (std::uint32_t at : fatSectors) {
-      claimOne(at, "the FAT");
-      if (!file_.readSector(at, &sector[0])) damaged("an unreadable FAT sector");
-      for (std::size_t i = 0; i < perSector; ++i) file_.fat_.push_back(le32(&sector[4 * i]));
+    for (std::uint32_t at : fatSectors) claimOne(at, "the FAT");
+    const std::size_t size = file_.sectorSize_;
+    std::string bytes(fatSectors.size() * size, '\0');
+    for (std::size_t first = 0, last; first < fatSectors.size(); first = last) {
+      for (last = first + 1; last < fatSectors.size() && fatSectors[last] == fatSectors[last - 1] + 1;) ++last;
+      const std::size_t length = (last - first) * size;
+      if (pread(file_.fd_, &bytes[first * size], length, off_t(fatSectors[first] + 1) * off_t(size)) != ssize_t(length))
+        damaged("an unreadable FAT sector");
     }
+    file_.fat_.resize(bytes.size() / 4);
+    for (std::size_t i = 0; i < file_.fat_.size(); ++i) file_.fat_[i] = le32(&bytes[4 * i]);
   }
 
   void readMiniFat() {
     const std::uint32_t count = le32(&header_[64]);
     if (count == 0) return;
-    const std::vector<std::uint32_t> chain = claim(file_.fat_, le32(&header_[60]), owned_, "the mini FAT");
+    const std::vector<std::uint32_t> chain = claimChain(file_.fat_, le32(&header_[60]), "the mini FAT");
     if (chain.size() != count) damaged("a mini FAT chain of the wrong length");
     const std::string bytes = readChain(chain);
     for (std::size_t i = 0; i + 4 <= bytes.size(); i += 4) file_.miniFat_.push_back(le32(&bytes[i]));
@@ -163,7 +168,7 @@ class CompoundFile::Checker {
   void readMiniStream() {
     const Entry& root = entries_[0];
     if (root.size == 0) return;
-    file_.miniStreamSectors_ = claim(file_.fat_, root.start, owned_, "the mini stream");
+    file_.miniStreamSectors_ = claimChain(file_.fat_, root.start, "the mini stream");
     if (file_.miniStreamSectors_.size() != sectorsFor(root.size, file_.sectorSize_))
       damaged("a mini stream chain that does not match its size");
     miniSectorCount_ = root.size / kMiniSectorSize;
@@ -196,8 +201,8 @@ class CompoundFile::Checker {
     if (entry.size > 0) {
       const bool mini = entry.size < kMiniStreamCutoff;
       const std::uint32_t unit = mini ? kMiniSectorSize : file_.sectorSize_;
-      const std::size_t length = mini ? claim(file_.miniFat_, entry.start, miniOwned_, "a mini stream chain").size()
-                                      : claim(file_.fat_, entry.start, owned_, "a stream chain").size();
+      const std::size_t length = mini ? claim(file_.miniFat_, entry.start, miniOwned_, "a mini stream chain")
+                                      : claim(file_.fat_, entry.start, owned_, "a stream chain");
       if (length != sectorsFor(entry.size, unit)) damaged("a stream chain that does not match its size");
     }
     if (inRoot) file_.streams_.push_back({entry.name, entry.size, entry.start});
@@ -209,17 +214,24 @@ class CompoundFile::Checker {
     owned_[sector] = true;
   }
 
-  // The chain from `start` through `table`; its sectors must be in range
-  // (`owned` is as long as the range) and claimed by no other chain.
-  static std::vector<std::uint32_t> claim(const std::vector<std::uint32_t>& table, std::uint32_t start,
-                                          std::vector<bool>& owned, const char* what) {
-    std::vector<std::uint32_t> chain;
-    for (std::uint32_t at = start; at != kEndOfChain; at = table[at]) {
+  // The length of the chain from `start` through `table`, whose sectors
+  // must be in range (`owned` is as long as the range) and claimed by no
+  // other chain; the sectors go to `chain` when one is given.
+  static std::size_t claim(const std::vector<std::uint32_t>& table, std::uint32_t start, std::vector<bool>& owned,
+                           const char* what, std::vector<std::uint32_t>* chain = nullptr) {
+    std::size_t length = 0;
+    for (std::uint32_t at = start; at != kEndOfChain; at = table[at], ++length) {
       if (at >= owned.size() || at >= table.size()) damaged(std::string(what) + " leaves its table");
       if (owned[at]) damaged(std::string(what) + " loops or shares a sector");
       owned[at] = true;
-      chain.push_back(at);
+      if (chain != nullptr) chain->push_back(at);
     }
+    return length;
+  }
+
+  std::vector<std::uint32_t> claimChain(const std::vector<std::uint32_t>& table, std::uint32_t start, const char* what) {
+    std::vector<std::uint32_t> chain;
+    claim(table, start, owned_, what, &chain);
     return chain;
   }
 
