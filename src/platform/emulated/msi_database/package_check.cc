@@ -1,7 +1,9 @@
 #include "platform/emulated/msi_database/package_check.h"
 
 #include <sys/stat.h>
+#include <time.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cstdint>
 #include <map>
@@ -23,6 +25,7 @@ constexpr std::uint32_t kLongStringIds = 0x80000000;
 constexpr std::size_t kCacheLimit = 64;
 constexpr std::uint32_t kMaxColumns = 32;
 constexpr std::size_t kMaxNameLength = 64;
+constexpr std::int64_t kSettledNanoseconds = 2000000000;
 
 // Column types as _Columns stores them.
 constexpr std::uint16_t kTypeString = 0x0800;
@@ -163,10 +166,22 @@ struct FileIdentity {
   std::string path;
   std::int64_t size;
   std::int64_t modified;
+  std::uint64_t inode;
   bool operator<(const FileIdentity& other) const {
-    return std::tie(path, size, modified) < std::tie(other.path, other.size, other.modified);
+    return std::tie(path, size, modified, inode) < std::tie(other.path, other.size, other.modified, other.inode);
   }
 };
+
+std::int64_t nanoseconds(const timespec& time) { return std::int64_t(time.tv_sec) * 1000000000 + time.tv_nsec; }
+
+// A file rewritten within one tick of the file system's clock keeps its
+// time stamp; a verdict on a file that young is not kept, so a rewrite in
+// place is always checked again.
+bool oldEnoughToCache(const struct stat& info) {
+  timespec now;
+  clock_gettime(CLOCK_REALTIME, &now);
+  return nanoseconds(now) - std::max(nanoseconds(info.st_mtim), nanoseconds(info.st_ctim)) > kSettledNanoseconds;
+}
 
 std::mutex cacheLock;
 std::map<FileIdentity, PackageVerdict>& cache() {
@@ -209,8 +224,8 @@ PackageVerdict checkPackageFile(const std::string& hostPath, std::string& proble
 PackageVerdict checkPackageFile(const std::string& hostPath) {
   struct stat info;
   if (::stat(hostPath.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) return PackageVerdict::missing;
-  const FileIdentity identity{hostPath, std::int64_t(info.st_size),
-                              std::int64_t(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec};
+  const FileIdentity identity{hostPath, std::int64_t(info.st_size), nanoseconds(info.st_mtim),
+                              std::uint64_t(info.st_ino)};
   {
     std::lock_guard<std::mutex> guard(cacheLock);
     const auto found = cache().find(identity);
@@ -219,7 +234,7 @@ PackageVerdict checkPackageFile(const std::string& hostPath) {
   std::string problem;
   const PackageVerdict verdict = checkPackageFile(hostPath, problem);
   // A file that vanished meanwhile is not remembered.
-  if (verdict == PackageVerdict::missing) return verdict;
+  if (verdict == PackageVerdict::missing || !oldEnoughToCache(info)) return verdict;
   std::lock_guard<std::mutex> guard(cacheLock);
   if (cache().size() >= kCacheLimit) cache().clear();
   cache()[identity] = verdict;

@@ -7,8 +7,8 @@
 // layer above it: the string pool, the table catalogue and the column
 // catalogue that libmsi loads and indexes before any query.
 //
-// The verdict is cached per file identity (path, size, modification time),
-// so opening the same package again costs one stat.
+// The verdict is cached per file identity (path, size, modification time,
+// inode), so opening the same package again costs one stat.
 #pragma once
 
 #include <string>
