@@ -12,6 +12,7 @@ namespace emulated {
 namespace {
 
 constexpr std::uint32_t kMaxRegularSector = 0xFFFFFFFA;
+constexpr std::uint32_t kDifatSector = 0xFFFFFFFC;
 constexpr std::uint32_t kEndOfChain = 0xFFFFFFFE;
 constexpr std::uint32_t kNoStream = 0xFFFFFFFF;
 constexpr std::size_t kHeaderSize = 512;
@@ -119,6 +120,14 @@ class CompoundFile::Checker {
     }
     file_.fat_.resize(bytes.size() / 4);
     for (std::size_t i = 0; i < file_.fat_.size(); ++i) file_.fat_[i] = le32(&bytes[4 * i]);
+    checkEntries(file_.fat_, sectorCount_, "the FAT");
+  }
+
+  // Every entry of a table, used or not, names a sector in range or is one
+  // of the special values: libgsf reads them all.
+  static void checkEntries(const std::vector<std::uint32_t>& table, std::uint64_t limit, const char* what) {
+    for (std::uint32_t entry : table)
+      if (entry >= limit && entry < kDifatSector) damaged(std::string(what) + " has an entry outside the file");
   }
 
   void readMiniFat() {
@@ -149,6 +158,9 @@ class CompoundFile::Checker {
       entries_.push_back(std::move(entry));
     }
     if (entries_.empty() || entries_[0].type != kRoot) damaged("no root entry");
+    // libgsf follows the root's own links too, which must lead nowhere.
+    if (entries_[0].left != kNoStream || entries_[0].right != kNoStream) damaged("a root entry with siblings");
+    file_.rootClass_.assign(&directory[80], 16);
   }
 
   static std::u16string entryName(const char* raw) {
@@ -167,11 +179,12 @@ class CompoundFile::Checker {
   // The root entry's chain holds the mini stream.
   void readMiniStream() {
     const Entry& root = entries_[0];
+    miniSectorCount_ = root.size / kMiniSectorSize;
+    checkEntries(file_.miniFat_, miniSectorCount_, "the mini FAT");
     if (root.size == 0) return;
     file_.miniStreamSectors_ = claimChain(file_.fat_, root.start, "the mini stream");
     if (file_.miniStreamSectors_.size() != sectorsFor(root.size, file_.sectorSize_))
       damaged("a mini stream chain that does not match its size");
-    miniSectorCount_ = root.size / kMiniSectorSize;
     miniOwned_.assign(std::size_t(miniSectorCount_ < file_.miniFat_.size() ? miniSectorCount_ : file_.miniFat_.size()),
                       false);
   }
@@ -190,6 +203,7 @@ class CompoundFile::Checker {
       seen[id] = 1;
       const Entry& entry = entries_[id];
       if (entry.type != kStorage && entry.type != kStream) damaged("a link to an entry that is not a storage or stream");
+      if (entry.type == kStream && entry.child != kNoStream) damaged("a stream with children");
       pending.push_back({entry.left, inRoot});
       pending.push_back({entry.right, inRoot});
       if (entry.type == kStorage) pending.push_back({entry.child, false});

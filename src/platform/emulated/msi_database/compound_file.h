@@ -42,6 +42,8 @@ class CompoundFile {
   CompoundFile& operator=(const CompoundFile&) = delete;
 
   const std::vector<Stream>& streams() const { return streams_; }
+  // The root storage's class id, as its 16 bytes are stored.
+  const std::string& rootClass() const { return rootClass_; }
   const Stream* find(const std::u16string& name) const;
   // The stream's bytes; false on a read error.
   bool read(const Stream& stream, std::string& bytes) const;
@@ -57,6 +59,7 @@ class CompoundFile {
   std::vector<std::uint32_t> miniFat_;
   std::vector<std::uint32_t> miniStreamSectors_;
   std::vector<Stream> streams_;
+  std::string rootClass_;
 };
 
 }  // namespace emulated

@@ -59,6 +59,7 @@ std::shared_ptr<DatabaseObject> openDatabaseObject(LPCWSTR windowsPath, const Op
     code = failure;
     return nullptr;
   }
+  ensureLibmsiRuntime();
   // libmsi reads an existing file as it finds it; nothing damaged may
   // reach it (package_check.h). A created file starts empty.
   if (!mode.create) {
@@ -68,7 +69,6 @@ std::shared_ptr<DatabaseObject> openDatabaseObject(LPCWSTR windowsPath, const Op
       return nullptr;
     }
   }
-  ensureLibmsiRuntime();
   GError* error = nullptr;
   // A missing file and a file that is not a compound document both come
   // back as null without an error; Windows calls either an open failure.
