@@ -107,20 +107,24 @@ class PackageChecker {
     return bytes;
   }
 
-  // \005SummaryInformation: a property set stream (one set, of the
-  // summary information format) holding only the properties that Windows
-  // Installer documents, each of its documented type and within the set.
+  // \005SummaryInformation, where there is one (a database made by
+  // MsiOpenDatabase has none until it is given some): a property set stream
+  // (one set, of the summary information format) holding only the
+  // properties that Windows Installer documents, each of its documented
+  // type and within the set.
   void readSummary() {
     const CompoundFile::Stream* found = file_.find(u"\x05SummaryInformation");
+    if (found == nullptr) return;
     std::string bytes;
-    if (found == nullptr || !file_.read(*found, bytes)) damaged("no summary information");
+    if (!file_.read(*found, bytes)) damaged("unreadable summary information");
     if (bytes.size() < kSummaryHeader || le(bytes, 0, 2) != 0xFFFE || le(bytes, 24, 4) != 1 ||
         bytes.compare(28, 16, kSummaryFormat, 16) != 0)
       damaged("a summary information header of a wrong form");
     const std::size_t set = le(bytes, 44, 4);
     if (set > bytes.size() || bytes.size() - set < 8) damaged("a summary property set outside its stream");
     const std::size_t size = le(bytes, set, 4), count = le(bytes, set + 4, 4);
-    if (size > bytes.size() - set || count > (size - 8) / 8) damaged("a summary property set of a wrong size");
+    if (size < 8 || size > bytes.size() - set || count > (size - 8) / 8)
+      damaged("a summary property set of a wrong size");
     for (std::size_t i = 0; i < count; ++i) {
       const std::uint32_t id = le(bytes, set + 8 + 8 * i, 4);
       const std::size_t at = le(bytes, set + 12 + 8 * i, 4);
