@@ -5,16 +5,19 @@
 // that dies of a signal is a crash, one that outlives its alarm a hang;
 // the children echo libmsi's GLib messages to stderr, and one that writes
 // a line the intact package does not let damage reach libmsi. libmsi's
-// reports of a query on a missing table are no such sign: a renamed table
-// is a package that works, and the intact package gives them too. Each is a failure and its mutant is kept for
+// reports of a query on a missing table or column are no such sign: a
+// renamed table is a package that works, and the intact package gives
+// them too. Each is a failure and its mutant is kept for
 // the reproduction.
 //
 //   package_fuzz --package P.msi [--seed N] [--count N] [--seconds S] [--keep DIR]
 //   package_fuzz --package P.msi --emit DIR [--seed N] [--count N]
 //   package_fuzz --replay MUTANT.msi
 //
-// The second form only writes the mutants, for the script-level fuzzer;
-// the third inspects one kept mutant in this process, for a debugger.
+// The second form only writes the mutants, for the script-level fuzzer,
+// half of them ones that the package check lets through (damage that
+// libmsi then reads); the third inspects one kept mutant in this process,
+// for a debugger.
 // One summary line goes to stdout; the exit status is 0 when nothing failed.
 #include <signal.h>
 #include <sys/wait.h>
@@ -37,6 +40,7 @@
 #include "install/msi/msi_product_info.h"
 #include "install/msi/package_queries.h"
 #include "platform/emulated/machine/machine_paths.h"
+#include "platform/emulated/msi_database/package_check.h"
 
 namespace {
 
@@ -86,7 +90,7 @@ void changeFatEntry(std::string& bytes, std::mt19937& random) {
   putLe32(bytes, at + entry * 4, value);
 }
 
-// The mutant `index` of `bytes`, and the name of what was done.
+// A mutant of `bytes`, and the name of what was done.
 std::string mutate(std::string bytes, std::mt19937& random, const char*& kind) {
   switch (random() % 4) {
     case 0:
@@ -195,8 +199,8 @@ Verdict runChild(const std::string& hostPath) {
   return {code == 0 ? Outcome::opened : Outcome::refused, code, {}, messages};
 }
 
-bool missingTable(const std::string& line) {
-  for (const char* report : {"table not found", "Couldn't find id for ", "can't create table: "})
+bool missingName(const std::string& line) {
+  for (const char* report : {"table not found", "Couldn't find id for ", "can't create table: ", "Couldn't find column "})
     if (line.find(report) != std::string::npos) return true;
   return false;
 }
@@ -205,7 +209,7 @@ bool missingTable(const std::string& line) {
 Verdict judged(Verdict verdict, const std::set<std::string>& expected) {
   if (verdict.outcome != Outcome::opened && verdict.outcome != Outcome::refused) return verdict;
   for (const std::string& line : linesOf(verdict.messages))
-    if (expected.count(line) == 0 && !missingTable(line)) return {Outcome::warned, 0, line.substr(0, 200), verdict.messages};
+    if (expected.count(line) == 0 && !missingName(line)) return {Outcome::warned, 0, line.substr(0, 200), verdict.messages};
   return verdict;
 }
 
@@ -222,6 +226,71 @@ bool parse(int argc, char** argv, Options& options) {
     else return false;
   }
   return (!options.package.empty() || !options.replay.empty()) && argc % 2 == 1;
+}
+
+std::string fileName(const std::string& directory, long index) {
+  return directory + "/mutant-" + std::to_string(index) + ".msi";
+}
+
+std::string mutantOf(const std::string& original, const Options& options, long index, const char*& kind) {
+  std::mt19937 random(options.seed * 1000003u + std::uint32_t(index));
+  return mutate(original, random, kind);
+}
+
+int emit(const Options& options, const std::string& original) {
+  const std::string probe = options.emit + "/probe.msi";
+  long sound = 0, damaged = 0;
+  for (long index = 0; sound + damaged < options.count && index < 1000 * options.count; ++index) {
+    const char* kind = "";
+    const std::string mutant = mutantOf(original, options, index, kind);
+    writeFile(probe, mutant);
+    const bool passes = emulated::checkPackageFile(probe) == emulated::PackageVerdict::sound;
+    long& taken = passes ? sound : damaged;
+    if (taken >= (options.count + 1) / 2) continue;
+    ++taken;
+    writeFile(fileName(options.emit, sound + damaged), mutant);
+  }
+  unlink(probe.c_str());
+  std::printf("package_fuzz: wrote %ld mutants to %s, %ld of them passing the check\n", sound + damaged,
+              options.emit.c_str(), sound);
+  return 0;
+}
+
+int fuzz(const Options& options, const std::string& original) {
+  const std::string work = "/tmp/package_fuzz_" + std::to_string(getpid()) + ".msi";
+  setenv("INSTALLER_ORNEL_MSI_WARNINGS", "1", 1);
+  writeFile(work, original);
+  const Verdict intact = runChild(work);
+  if (intact.outcome != Outcome::opened) {
+    std::fprintf(stderr, "package_fuzz: the intact package fails: %s\n", intact.detail.c_str());
+    return 2;
+  }
+  const std::set<std::string> expected = linesOf(intact.messages);
+  const auto start = std::chrono::steady_clock::now();
+  std::map<unsigned, long> refusals;
+  long opened = 0, failures = 0, done = 0;
+  for (; done < options.count; ++done) {
+    if (std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() > options.seconds) break;
+    const char* kind = "";
+    const std::string mutant = mutantOf(original, options, done, kind);
+    writeFile(work, mutant);
+    const Verdict verdict = judged(runChild(work), expected);
+    if (verdict.outcome == Outcome::opened) ++opened;
+    else if (verdict.outcome == Outcome::refused) ++refusals[verdict.code];
+    else {
+      ++failures;
+      std::fprintf(stderr, "mutant %ld (%s, seed %u): %s %s\n", done, kind, options.seed,
+                   verdict.outcome == Outcome::hung ? "hang" : verdict.outcome == Outcome::warned ? "stderr:" : "crash:",
+                   verdict.detail.c_str());
+      if (!options.keep.empty()) writeFile(fileName(options.keep, done), mutant);
+    }
+  }
+  unlink(work.c_str());
+  std::string codes;
+  for (const auto& [code, count] : refusals) codes += " " + std::to_string(code) + "x" + std::to_string(count);
+  std::printf("package_fuzz: %ld mutants (seed %u), %ld opened, refused:%s, %ld failures\n", done, options.seed,
+              opened, codes.empty() ? " none" : codes.c_str(), failures);
+  return failures == 0 ? 0 : 1;
 }
 
 }  // namespace
@@ -244,50 +313,5 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "package_fuzz: %s is not a package\n", options.package.c_str());
     return 2;
   }
-  const std::string work = options.emit.empty() ? "/tmp/package_fuzz_" + std::to_string(getpid()) + ".msi" : "";
-  std::set<std::string> expected;
-  if (!work.empty()) {
-    setenv("INSTALLER_ORNEL_MSI_WARNINGS", "1", 1);
-    writeFile(work, original);
-    const Verdict intact = runChild(work);
-    if (intact.outcome != Outcome::opened) {
-      std::fprintf(stderr, "package_fuzz: the intact package fails: %s\n", intact.detail.c_str());
-      return 2;
-    }
-    expected = linesOf(intact.messages);
-  }
-  const auto start = std::chrono::steady_clock::now();
-  std::map<unsigned, long> refusals;
-  long opened = 0, failures = 0, done = 0;
-  for (; done < options.count; ++done) {
-    if (std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() > options.seconds) break;
-    std::mt19937 random(options.seed * 1000003u + std::uint32_t(done));
-    const char* kind = "";
-    const std::string mutant = mutate(original, random, kind);
-    if (!options.emit.empty()) {
-      writeFile(options.emit + "/mutant-" + std::to_string(done) + ".msi", mutant);
-      continue;
-    }
-    writeFile(work, mutant);
-    const Verdict verdict = judged(runChild(work), expected);
-    if (verdict.outcome == Outcome::opened) ++opened;
-    else if (verdict.outcome == Outcome::refused) ++refusals[verdict.code];
-    else {
-      ++failures;
-      std::fprintf(stderr, "mutant %ld (%s, seed %u): %s %s\n", done, kind, options.seed,
-                   verdict.outcome == Outcome::hung ? "hang" : verdict.outcome == Outcome::warned ? "stderr:" : "crash:",
-                   verdict.detail.c_str());
-      if (!options.keep.empty()) writeFile(options.keep + "/mutant-" + std::to_string(done) + ".msi", mutant);
-    }
-  }
-  if (!work.empty()) unlink(work.c_str());
-  if (!options.emit.empty()) {
-    std::printf("package_fuzz: wrote %ld mutants to %s\n", done, options.emit.c_str());
-    return 0;
-  }
-  std::string codes;
-  for (const auto& [code, count] : refusals) codes += " " + std::to_string(code) + "x" + std::to_string(count);
-  std::printf("package_fuzz: %ld mutants (seed %u), %ld opened, refused:%s, %ld failures\n", done, options.seed,
-              opened, codes.empty() ? " none" : codes.c_str(), failures);
-  return failures == 0 ? 0 : 1;
+  return options.emit.empty() ? fuzz(options, original) : emit(options, original);
 }
