@@ -80,7 +80,9 @@ class CompoundFile::Checker {
     if (le32(&header_[56]) != kMiniStreamCutoff) damaged("a wrong mini stream cutoff");
     version_ = major;
     file_.sectorSize_ = 1u << shift;
-    const std::uint64_t sectors = fileSize_ / file_.sectorSize_ - 1;
+    // Whole sectors after the header's own (a version 4 header fills 4 KiB).
+    const std::uint64_t whole = fileSize_ / file_.sectorSize_;
+    const std::uint64_t sectors = whole > 0 ? whole - 1 : 0;
     sectorCount_ = std::uint32_t(sectors < kMaxRegularSector ? sectors : kMaxRegularSector);
     owned_.assign(sectorCount_, false);
   }
@@ -154,7 +156,8 @@ class CompoundFile::Checker {
       entry.child = le32(raw + 76);
       entry.start = le32(raw + 116);
       entry.size = le64(raw + 120);
-      if (version_ == 3 && entry.size >> 32 != 0) damaged("a stream size beyond 4 GB in a version 3 file");
+      if (entry.type != kUnallocated && version_ == 3 && entry.size >> 32 != 0)
+        damaged("a stream size beyond 4 GB in a version 3 file");
       entries_.push_back(std::move(entry));
     }
     if (entries_.empty() || entries_[0].type != kRoot) damaged("no root entry");
