@@ -10,6 +10,7 @@
 
 #include "platform/emulated/machine/file_lock.h"
 #include "platform/emulated/machine/machine_paths.h"
+#include "platform/emulated/machine/text_lines.h"
 #include "platform/emulated/machine/unicode.h"
 
 namespace emulated {
@@ -40,31 +41,6 @@ std::string productFile(std::u16string_view productCode) {
 // Serialises writers of all processes of the machine.
 std::string storeLockPath() { return storeDirectory() + "/.lock"; }
 
-// Values are one line each: line breaks inside a value are escaped.
-std::string escape(const std::u16string& value) {
-  std::string out;
-  for (char c : utf16ToUtf8(value)) {
-    if (c == '\\') out += "\\\\";
-    else if (c == '\n') out += "\\n";
-    else if (c == '\r') out += "\\r";
-    else out += c;
-  }
-  return out;
-}
-
-std::u16string unescape(const std::string& value) {
-  std::string out;
-  for (size_t i = 0; i < value.size(); ++i) {
-    if (value[i] != '\\' || i + 1 == value.size()) {
-      out += value[i];
-      continue;
-    }
-    char next = value[++i];
-    out += next == 'n' ? '\n' : next == 'r' ? '\r' : next;
-  }
-  return utf8ToUtf16(out);
-}
-
 struct Field {
   const char* key;
   std::u16string InstalledProduct::*member;
@@ -82,10 +58,10 @@ constexpr Field kFields[] = {
 
 std::string serialise(const InstalledProduct& product) {
   std::ostringstream out;
-  for (const Field& field : kFields) out << field.key << '=' << escape(product.*(field.member)) << '\n';
+  for (const Field& field : kFields) out << field.key << '=' << escapeLineText(product.*(field.member)) << '\n';
   for (const InstalledFeature& feature : product.features) {
-    out << "Feature=" << featureStateName(feature.state) << '|' << escape(feature.parent) << '|'
-        << escape(feature.name) << '\n';
+    out << "Feature=" << featureStateName(feature.state) << '|' << escapeLineText(feature.parent) << '|'
+        << escapeLineText(feature.name) << '\n';
   }
   return out.str();
 }
@@ -102,13 +78,13 @@ std::optional<InstalledProduct> parse(std::istream& in) {
       const size_t second = first == std::string::npos ? first : value.find('|', first + 1);
       if (second == std::string::npos) continue;
       auto state = featureStateFromName(value.substr(0, first));
-      product.features.push_back({unescape(value.substr(second + 1)),
-                                  unescape(value.substr(first + 1, second - first - 1)),
+      product.features.push_back({unescapeLineText(value.substr(second + 1)),
+                                  unescapeLineText(value.substr(first + 1, second - first - 1)),
                                   state.value_or(INSTALLSTATE_UNKNOWN)});
       continue;
     }
     for (const Field& field : kFields) {
-      if (key == field.key) product.*(field.member) = unescape(value);
+      if (key == field.key) product.*(field.member) = unescapeLineText(value);
     }
   }
   if (!isGuid(product.productCode)) return std::nullopt;

@@ -12,6 +12,7 @@
 
 #include "platform/emulated/machine/file_lock.h"
 #include "platform/emulated/machine/machine_paths.h"
+#include "platform/emulated/machine/text_lines.h"
 #include "platform/emulated/machine/unicode.h"
 
 namespace emulated::registry {
@@ -131,32 +132,7 @@ std::string keyDirectory(const KeyPath& key) {
   return directory;
 }
 
-// Values file lines: "type\tname\thex". Names escape \, tab and line ends.
-std::string escapeName(std::u16string_view name) {
-  std::string out;
-  for (char c : utf16ToUtf8(name)) {
-    if (c == '\\') out += "\\\\";
-    else if (c == '\t') out += "\\t";
-    else if (c == '\n') out += "\\n";
-    else if (c == '\r') out += "\\r";
-    else out += c;
-  }
-  return out;
-}
-
-std::u16string unescapeName(const std::string& text) {
-  std::string out;
-  for (size_t i = 0; i < text.size(); ++i) {
-    if (text[i] != '\\' || i + 1 == text.size()) {
-      out += text[i];
-      continue;
-    }
-    const char next = text[++i];
-    out += next == 't' ? '\t' : next == 'n' ? '\n' : next == 'r' ? '\r' : next;
-  }
-  return utf8ToUtf16(out);
-}
-
+// Values file lines: "type\tname\thex", the name escaped (escapeLineText).
 std::string toHex(const std::string& bytes) {
   static const char kDigits[] = "0123456789abcdef";
   std::string out;
@@ -187,7 +163,7 @@ std::vector<RegistryValue> readValues(const std::string& directory) {
     if (second == std::string::npos) continue;  // a damaged line is skipped, never fatal
     RegistryValue value;
     value.type = static_cast<DWORD>(std::strtoul(line.substr(0, first).c_str(), nullptr, 10));
-    value.name = unescapeName(line.substr(first + 1, second - first - 1));
+    value.name = unescapeLineText(line.substr(first + 1, second - first - 1));
     value.data = fromHex(line.substr(second + 1));
     values.push_back(std::move(value));
   }
@@ -197,7 +173,7 @@ std::vector<RegistryValue> readValues(const std::string& directory) {
 LONG writeValues(const std::string& directory, const std::vector<RegistryValue>& values) {
   std::ostringstream out;
   for (const RegistryValue& value : values) {
-    out << value.type << '\t' << escapeName(value.name) << '\t' << toHex(value.data) << '\n';
+    out << value.type << '\t' << escapeLineText(value.name) << '\t' << toHex(value.data) << '\n';
   }
   return replaceFile(directory + "/" + kValuesFile, out.str()) ? ERROR_SUCCESS : ERROR_REGISTRY_IO_FAILED;
 }
