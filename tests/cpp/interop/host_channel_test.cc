@@ -9,6 +9,8 @@
 #include <thread>
 #include <vector>
 
+#include "../support/throws.h"
+
 namespace {
 
 using node_interop::helpers::HostChannel;
@@ -16,6 +18,7 @@ using node_interop::helpers::HostJob;
 using node_interop::helpers::LoopKeepAlive;
 using node_interop::helpers::makeHostJob;
 using node_interop::helpers::PickUp;
+using test_support::messageOf;
 
 // A job that counts its runs and its destruction.
 class CountingJob : public HostJob {
@@ -28,15 +31,6 @@ class CountingJob : public HostJob {
   std::atomic<int>& runs_;
   std::atomic<int>& destroyed_;
 };
-
-std::string messageOf(const std::function<void()>& fn) {
-  try {
-    fn();
-  } catch (const std::runtime_error& e) {
-    return e.what();
-  }
-  return "<no exception>";
-}
 
 // The test's own thread is the host thread: it owns the loop and runs it.
 class Channel : public ::testing::Test {
