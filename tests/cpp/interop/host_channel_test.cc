@@ -61,16 +61,21 @@ class Channel : public ::testing::Test {
   std::shared_ptr<HostChannel> channel_;
 };
 
-// The message of a failing wake-up on post is tested end to end (tests/js/async.test.js).
-// A job whose wake-up failed waits for the next wake-up instead of being lost.
-TEST_F(Channel, TryPostKeepsItsJobAfterAFailedWakeUp) {
+// A job whose wake-up failed waits for the next wake-up instead of being
+// lost; a post whose wake-up failed throws (its message is tested end to
+// end, tests/js/async.test.js) and frees its job unrun.
+TEST_F(Channel, AFailedWakeUpKeepsATryPostAndDropsAPost) {
   std::vector<int> order;
-  channel_->failWakeUps(1, UV_EINVAL);
+  std::atomic<int> runs{0}, destroyed{0};
+  channel_->failWakeUps(2, UV_EINVAL);
   runWithWorker([&] {
     EXPECT_TRUE(channel_->tryPost(makeHostJob([&] { order.push_back(1); })));
+    EXPECT_NE(messageOf([&] { channel_->post(std::make_unique<CountingJob>(runs, destroyed)); }), "<no exception>");
+    EXPECT_EQ(destroyed, 1);
     channel_->post(makeHostJob([&] { order.push_back(2); }));
   });
   EXPECT_EQ(order, (std::vector<int>{1, 2}));
+  EXPECT_EQ(runs, 0);
 }
 
 TEST_F(Channel, ClosingDropsQueuedJobsAndRefusesLaterOnes) {
