@@ -6,11 +6,10 @@ const assert = require('node:assert');
 const fs = require('fs');
 const path = require('path');
 const { buildDir } = require('./addons');
-const { runChild, traceFiles } = require('./child');
+const { runChild, traceFiles, TOOL } = require('./child');
 
 const fixture = (name) => path.join(buildDir, 'tests', 'fixtures', `${name}.msi`);
 const PACKAGE = 'brindle_installer.msi';
-const TOOL = path.join(__dirname, '..', '..', 'tools', 'machine.js');
 const OTHER = '{00000000-1111-2222-3333-444444444444}';
 
 // Runs `body` in a fresh UI process whose host executable is C:\Setup\setup.exe.

@@ -2,17 +2,10 @@
 // The scenario tool's registry command: what a scenario seeds, read back.
 const test = require('node:test');
 const assert = require('node:assert');
-const { spawnSync } = require('child_process');
 const fs = require('fs');
 const os = require('os');
 const path = require('path');
-
-const tool = path.join(__dirname, '..', '..', 'tools', 'machine.js');
-
-function machine(root, ...args) {
-  const result = spawnSync(process.execPath, [tool, '--root', root, ...args], { encoding: 'utf8' });
-  return { status: result.status, out: result.stdout.replace(/\n$/, ''), err: result.stderr.trim() };
-}
+const { machineTool: machine } = require('./child');
 
 test('values of each type set, read back and deleted', () => {
   const root = fs.mkdtempSync(path.join(os.tmpdir(), 'ornel-registry-'));

@@ -7,6 +7,7 @@ const test = require('node:test');
 const assert = require('node:assert');
 const { execFile } = require('child_process');
 const { packageMachine, addonPath } = require('./package_machine');
+const { TOOL } = require('./child');
 
 const RUNS = 20;
 const PARALLEL = 4;
@@ -45,15 +46,10 @@ function runUi(body) {
 
 // Runs the jobs, PARALLEL at a time; the results in job order.
 async function pooled(jobs) {
-  const results = new Array(jobs.length);
-  let next = 0;
-  const lane = async () => {
-    while (next < jobs.length) {
-      const index = next++;
-      results[index] = await jobs[index]();
-    }
-  };
-  await Promise.all(Array.from({ length: PARALLEL }, lane));
+  const results = [];
+  for (let i = 0; i < jobs.length; i += PARALLEL) {
+    results.push(...await Promise.all(jobs.slice(i, i + PARALLEL).map((job) => job())));
+  }
   return results;
 }
 
@@ -71,10 +67,9 @@ for (const [name, body] of variants) {
 // No exit waits for a task: here every task waits for the bootstrapper's
 // package-ready event, which nobody sets.
 test('exit while every task waits for the package-ready event', async () => {
-  const tool = require('path').join(__dirname, '..', '..', 'tools', 'machine.js');
   const event = 'Global\\Event_TOLV_7A3C52E0-91B4-4D6F-A2C8-3E5F60B1D947';
   const result = await runUi(`
-    require('child_process').execFileSync(process.execPath, ${JSON.stringify([tool, 'event', 'create', event])});
+    require('child_process').execFileSync(process.execPath, ${JSON.stringify([TOOL, 'event', 'create', event])});
     ${queue('product.getProductName(() => {})')}
     setTimeout(() => process.exit(7), 200);`);
   assert.deepStrictEqual(result, { code: 7, signal: null });

@@ -1,9 +1,9 @@
 'use strict';
 const test = require('node:test');
 const assert = require('node:assert');
-const { Worker } = require('node:worker_threads');
 const addons = require('./addons');
 
+// A Worker's load is refused: tests/js/worker.test.js.
 const SERVICES = ['application', 'trace_helper', 'debug_configuration', 'tracer_controller',
   'msi_product_info', 'msi_package_info', 'msi_setup_manager', 'installer_controller'];
 
@@ -44,17 +44,4 @@ test('a factory that throws leaves no cache entry', () => {
   const broken = query('broken');
   assert.strictEqual(broken.attempts(), 3);
   assert.strictEqual(query('broken'), broken);
-});
-
-test('a worker thread cannot load the add-on once the main thread has', async () => {
-  addons.main();
-  const worker = new Worker(`
-    const { parentPort } = require('node:worker_threads');
-    try { require(${JSON.stringify(addons.addonPath('installer_ornel'))}); parentPort.postMessage('loaded'); }
-    catch (e) { parentPort.postMessage(e.message); }`, { eval: true });
-  const message = await new Promise((resolve, reject) => {
-    worker.once('message', resolve);
-    worker.once('error', reject);
-  });
-  assert.match(message, /main thread only/);
 });

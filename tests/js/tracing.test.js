@@ -27,6 +27,7 @@ function traced(body) {
 test('lines reach the file by level and size, across tracing off and on', () => {
   const { bytes, texts } = traced(`
     trace.trace('ünïcödé \\uD800', 700); trace.trace('701', 701); trace.trace('minus one', -1);
+    tracer.setTraceLevel(4294967294); trace.trace('minus one under max', -1); trace.trace('800', 800);
     tracer.setTraceLevel(4294967295); trace.trace('minus one at max', -1);
     tracer.setTraceLevel(0); trace.trace('zero', 0); trace.trace('one', 1);
     tracer.setTraceLevel(700);
@@ -37,7 +38,7 @@ test('lines reach the file by level and size, across tracing off and on', () => 
     tracer.turnOnTraces();
     if (tracer.turnOnTraces() !== 0) throw new Error('a second start must succeed');
     trace.trace('on again', 700);`);
-  assert.deepStrictEqual(texts, ['ünïcödé \uFFFD\uFFFD\uFFFD', 'minus one at max', 'zero', 'x'.repeat(600),
+  assert.deepStrictEqual(texts, ['ünïcödé \uFFFD\uFFFD\uFFFD', '800', 'minus one at max', 'zero', 'x'.repeat(600),
     'on again', 'tracer closed']);
   // The lone surrogate is encoded on its own, as three bytes.
   assert.ok(bytes.includes(Buffer.from([0x20, 0xED, 0xA0, 0x80, 0x0D, 0x0A])));

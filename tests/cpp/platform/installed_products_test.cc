@@ -2,8 +2,6 @@
 #include "platform/emulated/products/installed_products.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <fstream>
 
@@ -117,21 +115,11 @@ TEST_F(InstalledProducts, TwoProcessesWritingAtOnceLoseNothing) {
     std::snprintf(text, sizeof text, "{%08X-2222-3333-4444-555555555555}", process * 1000 + i);
     return std::u16string(text, text + 38);
   };
-  pid_t children[2];
-  for (int p = 0; p < 2; ++p) {
-    children[p] = ::fork();
-    ASSERT_GE(children[p], 0);
-    if (children[p] == 0) {
-      bool ok = true;
-      for (int i = 0; i < kPerProcess; ++i) ok &= emulated::saveInstalledProduct(sample(code(p, i).c_str()));
-      ::_exit(ok ? 0 : 1);
-    }
-  }
-  for (pid_t child : children) {
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    EXPECT_EQ(WEXITSTATUS(status), 0);
-  }
+  ASSERT_TRUE(inProcesses(2, [&](int p) {
+    bool ok = true;
+    for (int i = 0; i < kPerProcess; ++i) ok &= emulated::saveInstalledProduct(sample(code(p, i).c_str()));
+    return ok;
+  }));
   EXPECT_EQ(emulated::installedProducts().size(), 2u * kPerProcess);
 }
 

@@ -2,8 +2,6 @@
 // two-call sizing, names without regard to case, the value types, and two
 // processes writing one key at once.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstring>
 #include <string>
@@ -188,32 +186,22 @@ TEST_F(RegistryTest, AccessRightsOfTheHandleAreEnforced) {
 TEST_F(RegistryTest, TwoProcessesWritingOneKeyLoseNothing) {
   constexpr int kValues = 60;
   RegCloseKey(create(HKEY_LOCAL_MACHINE, u"Software\\Shared"));
-  pid_t children[2];
-  for (int p = 0; p < 2; ++p) {
-    children[p] = ::fork();
-    ASSERT_GE(children[p], 0);
-    if (children[p] != 0) continue;
+  ASSERT_TRUE(inProcesses(2, [](int p) {
     bool ok = true;
     for (int i = 0; i < kValues; ++i) {
-      HKEY key = nullptr;
+      HKEY key = nullptr, own = nullptr;
       const std::u16string sub = u"Software\\Shared\\" + std::u16string(1, static_cast<char16_t>(u'A' + p));
+      const std::string name = std::to_string(p) + "-" + std::to_string(i);
       ok = ok && RegCreateKeyExW(HKEY_LOCAL_MACHINE, u"Software\\Shared", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
                                  &key, nullptr) == ERROR_SUCCESS;
-      const std::string name = std::to_string(p) + "-" + std::to_string(i);
       ok = ok && setString(key, std::u16string(name.begin(), name.end()).c_str(), u"value") == ERROR_SUCCESS;
-      RegCloseKey(key);
-      HKEY own = nullptr;
       ok = ok && RegCreateKeyExW(HKEY_LOCAL_MACHINE, sub.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &own,
                                  nullptr) == ERROR_SUCCESS;
+      RegCloseKey(key);
       RegCloseKey(own);
     }
-    ::_exit(ok ? 0 : 1);
-  }
-  for (pid_t child : children) {
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-  }
+    return ok;
+  }));
   HKEY key = nullptr;
   ASSERT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, u"Software\\Shared", 0, KEY_READ, &key), ERROR_SUCCESS);
   DWORD count = 0;

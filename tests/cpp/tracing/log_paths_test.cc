@@ -3,6 +3,7 @@
 
 #include "install/tracing/runtime_text.h"
 #include "install/tracing/tracer.h"
+#include "../support/throws.h"
 #include "machine_fixture.h"
 
 namespace {
@@ -43,12 +44,7 @@ TEST_F(LogPaths, ADirectoryWithAUnitOf256OrMoreIsABadCastAndChangesNothing) {
   const std::string trace = tracer.getInstLogPath();
   const std::string installer = tracer.getMsiLogPath();
   for (const char16_t* directory : {u"C:\\\u0100", u"C:\\Logs\\\u65e5\u672c", u"\U0001F600", u"C:\\\xff\u20ac"}) {
-    try {
-      tracer.setLogDirectory(directory);
-      ADD_FAILURE() << "no exception";
-    } catch (const std::bad_cast& error) {
-      EXPECT_STREQ(error.what(), "bad cast");
-    }
+    EXPECT_EQ(test_support::messageOf<std::bad_cast>([&] { tracer.setLogDirectory(directory); }), "bad cast");
     EXPECT_EQ(tracer.getInstLogPath(), trace);
     EXPECT_EQ(tracer.getMsiLogPath(), installer);
   }
