@@ -76,6 +76,7 @@ constexpr Field kFields[] = {
     {"VersionString", &InstalledProduct::versionString},
     {"PackageCode", &InstalledProduct::packageCode},
     {"UpgradeCode", &InstalledProduct::upgradeCode},
+    {"Language", &InstalledProduct::language},
     {"InstallLocation", &InstalledProduct::installLocation},
     {"LocalPackage", &InstalledProduct::localPackage},
 };
