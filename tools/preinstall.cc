@@ -67,8 +67,8 @@ UINT readSequence(const std::u16string& packagePath, std::map<int, Step>* steps)
   Handle database, view;
   UINT code = MsiOpenDatabaseW(packagePath.c_str(), MSIDBOPEN_READONLY, database.out());
   if (code == ERROR_SUCCESS)
-    code = MsiDatabaseOpenViewW(
-        database, u"SELECT `Action`, `Condition`, `Sequence` FROM `InstallExecuteSequence`", view.out());
+    code = MsiDatabaseOpenViewW(database, u"SELECT `Action`, `Condition`, `Sequence` FROM `InstallExecuteSequence`",
+                                view.out());
   if (code == ERROR_SUCCESS) code = MsiViewExecute(view, 0);
   while (code == ERROR_SUCCESS) {
     Handle record;
@@ -85,7 +85,8 @@ UINT runSequenceUntil(MSIHANDLE session, const std::u16string& packagePath, cons
   std::map<int, Step> steps;
   if (UINT code = readSequence(packagePath, &steps)) return code;
   for (const auto& [number, step] : steps) {
-    const bool runs = step.condition.empty() || MsiEvaluateConditionW(session, step.condition.c_str()) == MSICONDITION_TRUE;
+    const bool runs =
+        step.condition.empty() || MsiEvaluateConditionW(session, step.condition.c_str()) == MSICONDITION_TRUE;
     if (runs) {
       const UINT code = MsiDoActionW(session, step.action.c_str());
       if (code != ERROR_SUCCESS && code != ERROR_SUCCESS_REBOOT_REQUIRED && code != ERROR_FUNCTION_NOT_CALLED)

@@ -9,6 +9,8 @@
 // sequence has FindRelatedProducts, AppSearch and LaunchConditions before
 // the costing, each with a row to work on, and an installed related
 // product in a private machine root for FindRelatedProducts to find.
+#include "preinstall.h"
+
 #include <benchmark/benchmark.h>
 #include <libmsi.h>
 #include <sys/stat.h>
@@ -24,7 +26,6 @@
 
 #include "platform/emulated/machine/machine_paths.h"
 #include "platform/emulated/products/installed_products.h"
-#include "preinstall.h"
 
 namespace {
 
@@ -34,9 +35,9 @@ constexpr int kDirectories = 100;
 constexpr char kUpgradeCode[] = "{6A7B8C9D-0E1F-4A2B-8C3D-4E5F60718293}";
 
 // The tables the run reads (those the package has).
-const char* const kTables[] = {"Property",      "InstallExecuteSequence", "Upgrade",   "AppSearch",
-                               "RegLocator",    "LaunchCondition",        "Directory", "Feature",
-                               "Component",     "FeatureComponents",      "File"};
+const char* const kTables[] = {"Property",   "InstallExecuteSequence", "Upgrade",   "AppSearch",
+                               "RegLocator", "LaunchCondition",        "Directory", "Feature",
+                               "Component",  "FeatureComponents",      "File"};
 
 std::string executableDirectory() {
   char path[4096];
@@ -58,7 +59,8 @@ std::string guid(int n) {
 }
 
 // One IDT file: the header lines, then a row per call of `row`.
-void writeIdt(const std::string& path, const std::string& header, int count, const std::function<std::string(int)>& row) {
+void writeIdt(const std::string& path, const std::string& header, int count,
+              const std::function<std::string(int)>& row) {
   std::ofstream out(path, std::ios::binary);
   out << header;
   for (int i = 0; i < count; ++i) out << row(i) << "\r\n";
@@ -69,13 +71,18 @@ std::string buildPackage() {
   const std::string package = directory + "/preinstall.msi";
   if (exists(package)) return package;
   ::mkdir(directory.c_str(), 0755);
-  const std::vector<std::string> properties = {
-      "ProductCode\t{7B8C9D0E-1F2A-4B3C-9D4E-5F6071829304}", "ProductName\tBench Product", "ProductVersion\t2.0.0",
-      "Manufacturer\tOrnel Labs", std::string("UpgradeCode\t") + kUpgradeCode, "ProductLanguage\t1033"};
-  const std::vector<std::string> sequence = {
-      "FindRelatedProducts\t\t25", "AppSearch\t\t50",    "LaunchConditions\t\t100", "ValidateProductID\t\t700",
-      "CostInitialize\t\t800",     "FileCost\t\t900",    "CostFinalize\t\t1000",    "MigrateFeatureStates\t\t1200",
-      "InstallValidate\t\t1400",   "InstallInitialize\t\t1500", "InstallFiles\t\t4000", "InstallFinalize\t\t6600"};
+  const std::vector<std::string> properties = {"ProductCode\t{7B8C9D0E-1F2A-4B3C-9D4E-5F6071829304}",
+                                               "ProductName\tBench Product",
+                                               "ProductVersion\t2.0.0",
+                                               "Manufacturer\tOrnel Labs",
+                                               std::string("UpgradeCode\t") + kUpgradeCode,
+                                               "ProductLanguage\t1033"};
+  const std::vector<std::string> sequence = {"FindRelatedProducts\t\t25", "AppSearch\t\t50",
+                                             "LaunchConditions\t\t100",   "ValidateProductID\t\t700",
+                                             "CostInitialize\t\t800",     "FileCost\t\t900",
+                                             "CostFinalize\t\t1000",      "MigrateFeatureStates\t\t1200",
+                                             "InstallValidate\t\t1400",   "InstallInitialize\t\t1500",
+                                             "InstallFiles\t\t4000",      "InstallFinalize\t\t6600"};
   auto fixed = [](const std::vector<std::string>& rows) { return [&rows](int i) { return rows[size_t(i)]; }; };
   struct Table {
     const char* name;
@@ -87,8 +94,9 @@ std::string buildPackage() {
       {"Property", "Property\tValue\r\ns72\tl0\r\nProperty\tProperty\r\n", int(properties.size()), fixed(properties)},
       {"InstallExecuteSequence", "Action\tCondition\tSequence\r\ns72\tS255\tI2\r\nInstallExecuteSequence\tAction\r\n",
        int(sequence.size()), fixed(sequence)},
-      {"Upgrade", "UpgradeCode\tVersionMin\tVersionMax\tLanguage\tAttributes\tRemove\tActionProperty\r\n"
-                  "s38\tS20\tS20\tS255\ti4\tS255\ts72\r\nUpgrade\tUpgradeCode\tVersionMin\tVersionMax\tLanguage\tAttributes\r\n",
+      {"Upgrade",
+       "UpgradeCode\tVersionMin\tVersionMax\tLanguage\tAttributes\tRemove\tActionProperty\r\n"
+       "s38\tS20\tS20\tS255\ti4\tS255\ts72\r\nUpgrade\tUpgradeCode\tVersionMin\tVersionMax\tLanguage\tAttributes\r\n",
        1, [](int) { return std::string(kUpgradeCode) + "\t1.0.0\t2.0.0\t\t257\t\tOLDERFOUND"; }},
       {"AppSearch", "Property\tSignature_\r\ns72\ts72\r\nAppSearch\tProperty\tSignature_\r\n", 1,
        [](int) { return std::string("OLDDIR\tOldDir"); }},
@@ -97,31 +105,39 @@ std::string buildPackage() {
       {"LaunchCondition", "Condition\tDescription\r\ns255\tl255\r\nLaunchCondition\tCondition\r\n", 1,
        [](int) { return std::string("VersionNT >= 600\tThis product needs Windows Vista or later."); }},
       {"Directory", "Directory\tDirectory_Parent\tDefaultDir\r\ns72\tS72\tl255\r\nDirectory\tDirectory\r\n",
-       kDirectories + 3, [](int i) {
+       kDirectories + 3,
+       [](int i) {
          if (i == 0) return std::string("TARGETDIR\t\tSourceDir");
          if (i == 1) return std::string("ProgramFilesFolder\tTARGETDIR\t.");
          if (i == 2) return std::string("INSTALLDIR\tProgramFilesFolder\tBENCH|Bench Product");
          const int n = i - 3;
          return "Dir" + std::to_string(n) + "\tINSTALLDIR\tSUB" + std::to_string(n) + "|Folder " + std::to_string(n);
        }},
-      {"Feature", "Feature\tFeature_Parent\tTitle\tDescription\tDisplay\tLevel\tDirectory_\tAttributes\r\n"
-                  "s38\tS38\tL64\tL255\tI2\ti2\tS72\ti2\r\nFeature\tFeature\r\n",
-       kFeatures, [](int i) {
+      {"Feature",
+       "Feature\tFeature_Parent\tTitle\tDescription\tDisplay\tLevel\tDirectory_\tAttributes\r\n"
+       "s38\tS38\tL64\tL255\tI2\ti2\tS72\ti2\r\nFeature\tFeature\r\n",
+       kFeatures,
+       [](int i) {
          const std::string parent = i == 0 ? "" : "Feature" + std::to_string(i < 10 ? 0 : i / 10);
          return "Feature" + std::to_string(i) + "\t" + parent + "\tFeature " + std::to_string(i) + "\t\t" +
                 std::to_string(i * 2 + 1) + "\t" + (i % 3 == 0 ? "3" : "1") + "\tINSTALLDIR\t0";
        }},
-      {"Component", "Component\tComponentId\tDirectory_\tAttributes\tCondition\tKeyPath\r\n"
-                    "s72\tS38\ts72\ti2\tS255\tS72\r\nComponent\tComponent\r\n",
-       kComponents, [](int i) {
+      {"Component",
+       "Component\tComponentId\tDirectory_\tAttributes\tCondition\tKeyPath\r\n"
+       "s72\tS38\ts72\ti2\tS255\tS72\r\nComponent\tComponent\r\n",
+       kComponents,
+       [](int i) {
          const std::string n = std::to_string(i);
          return "Component" + n + "\t" + guid(i) + "\tDir" + std::to_string(i % kDirectories) + "\t0\t\tFile" + n;
        }},
       {"FeatureComponents", "Feature_\tComponent_\r\ns38\ts72\r\nFeatureComponents\tFeature_\tComponent_\r\n",
-       kComponents, [](int i) { return "Feature" + std::to_string(i % kFeatures) + "\tComponent" + std::to_string(i); }},
-      {"File", "File\tComponent_\tFileName\tFileSize\tVersion\tLanguage\tAttributes\tSequence\r\n"
-               "s72\ts72\tl255\ti4\tS72\tS20\tI2\ti2\r\nFile\tFile\r\n",
-       kComponents, [](int i) {
+       kComponents,
+       [](int i) { return "Feature" + std::to_string(i % kFeatures) + "\tComponent" + std::to_string(i); }},
+      {"File",
+       "File\tComponent_\tFileName\tFileSize\tVersion\tLanguage\tAttributes\tSequence\r\n"
+       "s72\ts72\tl255\ti4\tS72\tS20\tI2\ti2\r\nFile\tFile\r\n",
+       kComponents,
+       [](int i) {
          const std::string n = std::to_string(i);
          return "File" + n + "\tComponent" + n + "\tFILE" + n + ".TXT|file number " + n + ".txt\t" +
                 std::to_string(1000 + i) + "\t\t\t0\t" + std::to_string(i + 1);
@@ -222,9 +238,10 @@ int main(int argc, char** argv) {
   const double reading = reporter.seconds["BM_LibmsiReading"];
   const double run = reporter.seconds["BM_PreinstallRun"];
   if (reading > 0 && run > 0) {
-    std::printf("pre-installation run of %d components, %d files, %d features, best of %d rounds: "
-                "libmsi reading %.1f ms, run %.1f ms; run = %.2f x the reading (target <= 2.00)\n",
-                kComponents, kComponents, kFeatures, kRounds, reading * 1e3, run * 1e3, run / reading);
+    std::printf(
+        "pre-installation run of %d components, %d files, %d features, best of %d rounds: "
+        "libmsi reading %.1f ms, run %.1f ms; run = %.2f x the reading (target <= 2.00)\n",
+        kComponents, kComponents, kFeatures, kRounds, reading * 1e3, run * 1e3, run / reading);
   }
   benchmark::Shutdown();
   const std::string cleanup = std::string("rm -rf '") + root + "'";

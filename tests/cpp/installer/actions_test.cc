@@ -145,8 +145,8 @@ TEST_F(ActionsTest, FalseLaunchConditionFailsWithItsTextAndCancelEndsTheAction) 
 
   session_.close();
   const std::string log = read(hostPath("actions.log"));
-  for (const char* line : {"LaunchConditions. Return value 1.", "LaunchConditions. Return value 3.",
-                           "CostInitialize. Return value 2."}) {
+  for (const char* line :
+       {"LaunchConditions. Return value 1.", "LaunchConditions. Return value 3.", "CostInitialize. Return value 2."}) {
     EXPECT_NE(log.find(line), std::string::npos) << line << "\n" << log;
   }
 }
@@ -161,7 +161,8 @@ TEST_F(ActionsTest, AppSearchFindsRegistryValuesFilesAndDirectories) {
   const std::string text(reinterpret_cast<const char*>(directory.c_str()), (directory.size() + 1) * 2);
   ASSERT_EQ(reg::setValue(*key, {u"InstallDir", REG_SZ, text}), ERROR_SUCCESS);
   ASSERT_EQ(reg::setValue(*key, {u"Build", REG_DWORD, std::string("\xF0\x05\0\0", 4)}), ERROR_SUCCESS);
-  ASSERT_EQ(::system(("mkdir -p '" + hostPath("Apps/Found/data") + "' '" + hostPath("Tools/sub/deep") + "'").c_str()), 0);
+  ASSERT_EQ(::system(("mkdir -p '" + hostPath("Apps/Found/data") + "' '" + hostPath("Tools/sub/deep") + "'").c_str()),
+            0);
   std::ofstream(hostPath("Tools/TOOL.EXE")) << "x";  // below MinSize
   std::ofstream(hostPath("Tools/sub/deep/tool.exe")) << "a tool";
 
@@ -169,11 +170,8 @@ TEST_F(ActionsTest, AppSearchFindsRegistryValuesFilesAndDirectories) {
   set(u"GONE", u"kept");
   ASSERT_EQ(run(u"AppSearch"), ERROR_SUCCESS);
   const std::pair<const char16_t*, const char*> expected[] = {
-      {u"FOUNDDIR", "C:\\Apps\\Found\\"},
-      {u"BUILD", "#1520"},
-      {u"TOOL", "C:\\Tools\\sub\\deep\\tool.exe"},
-      {u"DATADIR", "C:\\Apps\\Found\\data\\"},
-      {u"GONE", "kept"},
+      {u"FOUNDDIR", "C:\\Apps\\Found\\"},      {u"BUILD", "#1520"}, {u"TOOL", "C:\\Tools\\sub\\deep\\tool.exe"},
+      {u"DATADIR", "C:\\Apps\\Found\\data\\"}, {u"GONE", "kept"},
   };
   for (const auto& [name, value] : expected) EXPECT_EQ(property(name), value) << utf16ToUtf8(name);
 }

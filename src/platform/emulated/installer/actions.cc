@@ -1,6 +1,7 @@
 // One action on a session, with its messages (actions.h).
 #include "platform/emulated/installer/actions.h"
 
+#include <mutex>
 #include <optional>
 #include <string>
 
@@ -101,9 +102,11 @@ UINT doAction(Session& session, std::u16string_view name) {
   const StandardAction* standard = findStandardAction(name);
   std::optional<CustomAction> custom;
   if (standard == nullptr && !(custom = findCustomAction(session, name))) return ERROR_FUNCTION_NOT_CALLED;
+  std::lock_guard<std::recursive_mutex> guard(session.actionLock());
   MessageChannel& channel = session.messages();
   UINT result = channel.actionStart(name, actionTextDescription(session, name)).resultCode();
-  if (result == ERROR_SUCCESS) result = standard != nullptr ? runStandard(session, *standard) : runCustomAction(session, *custom);
+  if (result == ERROR_SUCCESS)
+    result = standard != nullptr ? runStandard(session, *standard) : runCustomAction(session, *custom);
   const UINT ended = channel.actionEnd(name, result).resultCode();
   return ended != ERROR_SUCCESS && result == ERROR_SUCCESS ? ended : result;
 }

@@ -79,8 +79,9 @@ class Search {
  public:
   explicit Search(Session& session) : session_(session) {
     const PackageTables& tables = session.tables();
-    for (const TableRow& row : rows(tables, "SELECT `Signature`, `FileName`, `MinVersion`, `MaxVersion`, `MinSize`, "
-                                            "`MaxSize`, `Languages` FROM `Signature`")) {
+    for (const TableRow& row : rows(tables,
+                                    "SELECT `Signature`, `FileName`, `MinVersion`, `MaxVersion`, `MinSize`, "
+                                    "`MaxSize`, `Languages` FROM `Signature`")) {
       Signature signature;
       const std::u16string names = fieldText(row, 1);
       const size_t bar = names.find(u'|');
@@ -197,7 +198,8 @@ class Search {
   static std::u16string stringData(const std::string& bytes) {
     std::u16string text(bytes.size() / 2, u'\0');
     for (size_t i = 0; i < text.size(); ++i)
-      text[i] = static_cast<char16_t>(static_cast<unsigned char>(bytes[2 * i]) | static_cast<unsigned char>(bytes[2 * i + 1]) << 8);
+      text[i] = static_cast<char16_t>(static_cast<unsigned char>(bytes[2 * i]) |
+                                      static_cast<unsigned char>(bytes[2 * i + 1]) << 8);
     while (!text.empty() && text.back() == u'\0') text.pop_back();
     return text;
   }

@@ -13,8 +13,10 @@
 // endOperation() when its sequence is done, so the log carries that result;
 // closing the session afterwards changes nothing.
 //
-// Threads: the actions run one at a time, on the thread that drives the
-// session; the tables below change only inside an action. The properties
+// Threads: the actions run one at a time: doAction (actions.h) holds the
+// session's action lock, a recursive one: another thread waits, while the
+// message handler of the running action, called on the same thread, may
+// still run an action itself. The tables below change only inside an action. The properties
 // have their own mutex, so a message handler or another thread may read
 // and set them while an action runs. No lock is held while the database's
 // lock is taken, and the property mutex is never held across a call out.
@@ -102,6 +104,7 @@ class Session final : public SessionFacts {
   // operation's result (later calls change nothing).
   MessageChannel& messages() { return *messages_; }
   void endOperation(UINT result);
+  std::recursive_mutex& actionLock() { return actionLock_; }
 
   // SessionFacts.
   std::u16string property(std::u16string_view name) const override;
@@ -157,6 +160,7 @@ class Session final : public SessionFacts {
   PackageTables tables_;
   const std::u16string packagePath_;
   std::unique_ptr<MessageChannel> messages_;
+  std::recursive_mutex actionLock_;
   mutable std::mutex propertiesLock_;
   PropertyMap properties_;
   // Directory properties that costing itself set, with their values: a
