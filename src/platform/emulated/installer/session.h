@@ -16,10 +16,11 @@
 // Threads: the actions run one at a time: doAction (actions.h) holds the
 // session's action lock, a recursive one: another thread waits, while the
 // message handler of the running action, called on the same thread, may
-// still run an action itself. The tables below change only inside an action. The properties
-// have their own mutex, so a message handler or another thread may read
-// and set them while an action runs. No lock is held while the database's
-// lock is taken, and the property mutex is never held across a call out.
+// still run an action itself. The tables below change only inside an
+// action. The properties have their own mutex, so a message handler or
+// another thread may read and set them while an action runs. Lock order:
+// the action lock, then the property mutex or the database's lock, never
+// both of these; the property mutex is never held across a call out.
 #pragma once
 
 #include <map>
@@ -129,7 +130,7 @@ class Session final : public SessionFacts {
   // A directory's target path, as a type 35 custom action and
   // MsiSetTargetPath set it: the directory's property, and once costed the
   // paths of the directories and files below it. ERROR_DIRECTORY for a
-  // directory the costed package lacks.
+  // directory the Directory table lacks, once CostInitialize has read it.
   UINT setTargetPath(std::u16string_view directory, std::u16string_view path);
 
   // MigrateFeatureStates: the action state of each named feature the
