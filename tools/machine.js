@@ -6,7 +6,7 @@
 //   node tools/machine.js [--root DIR] init
 //   node tools/machine.js config KEY VALUE
 //   node tools/machine.js register PACKAGE.msi [--product-code G] [--version V]
-//        [--package-code G] [--name N] [--location PATH] [--feature NAME=local|source|absent|advertised ...]
+//        [--package-code G] [--name N] [--language LANGID] [--location PATH] [--feature NAME=local|source|absent|advertised ...]
 //   node tools/machine.js unregister PRODUCTCODE
 //   node tools/machine.js list
 //   node tools/machine.js registry set KEY [NAME [VALUE ...]] [--type TYPE]
