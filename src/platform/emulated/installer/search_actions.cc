@@ -8,7 +8,8 @@
 //   its size in MinSize..MaxSize (either may be null). The emulated
 //   machine's files carry no version resource and no language, so a
 //   signature with a MinVersion, MaxVersion or Languages never matches;
-//   the property is set to the file's full path;
+//   MinDate and MaxDate are not checked. The property is set to the
+//   file's full path;
 // - any other signature is a directory, which must exist; the property is
 //   set to its path with a trailing backslash;
 // - RegLocator reads a value of the registry (Root 0 HKCR, 1 HKCU, 2 HKLM,
