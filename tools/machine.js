@@ -6,13 +6,14 @@
 //   node tools/machine.js [--root DIR] init
 //   node tools/machine.js config KEY VALUE
 //   node tools/machine.js register PACKAGE.msi [--product-code G] [--version V]
-//        [--package-code G] [--name N] [--location PATH] [--feature NAME=local|source|absent|advertised ...]
+//        [--package-code G] [--name N] [--language LANGID] [--location PATH] [--feature NAME=local|source|absent|advertised ...]
 //   node tools/machine.js unregister PRODUCTCODE
 //   node tools/machine.js list
 //   node tools/machine.js registry set KEY [NAME [VALUE ...]] [--type TYPE]
 //   node tools/machine.js registry get KEY [NAME] | registry delete KEY [NAME]
 //   node tools/machine.js event create NAME | event set NAME
 //   node tools/machine.js condition PACKAGE.msi [--set NAME=VALUE ...] EXPRESSION [EXPRESSION ...]
+//   node tools/machine.js preinstall PACKAGE.msi [PROP=VALUE ...] [--messages FILE]
 const { spawnSync } = require('child_process');
 const path = require('path');
 

@@ -21,6 +21,7 @@
 #include "platform/emulated/machine/unicode.h"
 #include "platform/emulated/registry/registry_store.h"
 #include "platform/windows.h"
+#include "preinstall.h"
 
 namespace {
 
@@ -129,7 +130,7 @@ std::u16string upperGuid(std::u16string text) {
 
 int registerPackage(const std::vector<std::string>& args) {
   if (args.empty()) fail("usage: register PACKAGE.msi [--product-code G] [--version V] [--package-code G] "
-                         "[--name N] [--location PATH] [--feature NAME=local|source|absent|advertised ...]");
+                         "[--name N] [--language LANGID] [--location PATH] [--feature NAME=local|source|absent|advertised ...]");
   const std::string hostPath = absolute(args[0]);
   emulated::InstalledProduct product;
   {
@@ -138,6 +139,7 @@ int registerPackage(const std::vector<std::string>& args) {
     product.productName = package.property(u"ProductName");
     product.versionString = package.property(u"ProductVersion");
     product.upgradeCode = package.property(u"UpgradeCode");
+    product.language = package.property(u"ProductLanguage");
     product.packageCode = package.packageCode();
     for (auto& row : package.rows(u"SELECT `Feature`, `Feature_Parent` FROM `Feature`")) {
       product.features.push_back({row[0], row.size() > 1 ? row[1] : u"", INSTALLSTATE_LOCAL});
@@ -151,6 +153,7 @@ int registerPackage(const std::vector<std::string>& args) {
     else if (option == "--version") product.versionString = value;
     else if (option == "--package-code") product.packageCode = value;
     else if (option == "--name") product.productName = value;
+    else if (option == "--language") product.language = value;
     else if (option == "--location") product.installLocation = value;
     else if (option == "--feature") {
       const size_t equals = value.find(u'=');
@@ -413,13 +416,63 @@ int condition(const std::vector<std::string>& args) {
   return 0;
 }
 
+// One message as a JSON line: {"type": "0x01000000", "text": "..."}.
+std::string jsonLine(const preinstall::Message& message) {
+  char type[16];
+  std::snprintf(type, sizeof type, "0x%08X", message.type);
+  std::string line = std::string("{\"type\": \"") + type + "\", \"text\": \"";
+  for (unsigned char c : utf16ToUtf8(message.text)) {
+    if (c == '"' || c == '\\') {
+      line += '\\';
+      line += static_cast<char>(c);
+    } else if (c < 0x20) {
+      char escaped[8];
+      std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
+      line += escaped;
+    } else {
+      line += static_cast<char>(c);
+    }
+  }
+  return line + "\"}";
+}
+
+// preinstall PACKAGE.msi [PROP=VALUE ...] [--messages FILE]: the add-on's
+// pre-installation task on the package; prints its result code.
+int preinstallCommand(const std::vector<std::string>& args) {
+  const char* usage = "usage: preinstall PACKAGE.msi [PROP=VALUE ...] [--messages FILE]";
+  if (args.empty()) fail(usage);
+  preinstall::Properties properties;
+  std::string messagesPath;
+  for (size_t i = 1; i < args.size(); ++i) {
+    if (args[i] == "--messages") {
+      if (++i >= args.size()) fail(usage);
+      messagesPath = args[i];
+      continue;
+    }
+    const std::u16string assignment = utf8ToUtf16(args[i]);
+    const size_t equals = assignment.find(u'=');
+    if (equals == 0 || equals == std::u16string::npos) fail("not PROP=VALUE: " + args[i]);
+    properties.emplace_back(assignment.substr(0, equals), assignment.substr(equals + 1));
+  }
+  std::vector<preinstall::Message> messages;
+  const UINT code = preinstall::run(emulated::toWindowsPath(absolute(args[0])), properties, &messages);
+  if (!messagesPath.empty()) {
+    std::ofstream out(messagesPath, std::ios::binary);
+    for (const preinstall::Message& message : messages) out << jsonLine(message) << '\n';
+    if (!out) fail("cannot write " + messagesPath);
+  }
+  std::printf("%u\n", code);
+  return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   std::vector<std::string> args(argv + 1, argv + argc);
   if (args.empty())
     fail("usage: init | config KEY VALUE | register PACKAGE.msi [...] | unregister CODE | list | "
-         "event create|set NAME | condition PACKAGE.msi [--set NAME=VALUE ...] EXPRESSION ...");
+         "event create|set NAME | condition PACKAGE.msi [--set NAME=VALUE ...] EXPRESSION ... | "
+         "preinstall PACKAGE.msi [PROP=VALUE ...] [--messages FILE]");
   const std::string command = args[0];
   args.erase(args.begin());
   if (command == "init") {
@@ -441,5 +494,6 @@ int main(int argc, char** argv) {
   if (command == "list") return list();
   if (command == "event") return event(args);
   if (command == "condition") return condition(args);
+  if (command == "preinstall") return preinstallCommand(args);
   fail("unknown command " + command);
 }

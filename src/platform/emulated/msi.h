@@ -137,6 +137,9 @@ UINT MsiCloseHandle(MSIHANDLE hAny);
 UINT MsiOpenPackageW(LPCWSTR szPackagePath, MSIHANDLE* hProduct);
 UINT MsiGetPropertyW(MSIHANDLE hInstall, LPCWSTR szName, LPWSTR szValueBuf, LPDWORD pcchValueBuf);
 UINT MsiSetPropertyW(MSIHANDLE hInstall, LPCWSTR szName, LPCWSTR szValue);
+// One standard action or custom action of the package, by name; 1626 for
+// a name that is neither.
+UINT MsiDoActionW(MSIHANDLE hInstall, LPCWSTR szAction);
 MSICONDITION MsiEvaluateConditionW(MSIHANDLE hInstall, LPCWSTR szCondition);
 UINT MsiFormatRecordW(MSIHANDLE hInstall, MSIHANDLE hRecord, LPWSTR szResultBuf, LPDWORD pcchResultBuf);
 UINT MsiGetFeatureStateW(MSIHANDLE hInstall, LPCWSTR szFeature, INSTALLSTATE* piInstalled, INSTALLSTATE* piAction);

@@ -111,4 +111,15 @@ UINT Session::resolveDirectories() {
   return ERROR_SUCCESS;
 }
 
+UINT Session::setTargetPath(std::u16string_view directory, std::u16string_view path) {
+  if (initialized_ && findDirectory(directory) == nullptr) return ERROR_DIRECTORY;
+  // The property of the directory's name overrides its place in the tree;
+  // once costed, the tree is resolved again below it.
+  setProperty(directory, withBackslash(std::u16string(path)));
+  if (!costed_) return ERROR_SUCCESS;
+  const UINT resolved = resolveDirectories();
+  if (resolved == ERROR_SUCCESS) resolveFiles();
+  return resolved;
+}
+
 }  // namespace emulated::installer

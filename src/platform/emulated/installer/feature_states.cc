@@ -221,4 +221,13 @@ void Session::chooseComponentStates() {
   }
 }
 
+void Session::migrateFeatureActions(const std::map<std::u16string, INSTALLSTATE, std::less<>>& actions) {
+  for (FeatureRow& feature : features_) {
+    const auto migrated = actions.find(feature.key);
+    if (migrated == actions.end()) continue;
+    feature.action = migrated->second == feature.installed ? INSTALLSTATE_UNKNOWN : migrated->second;
+  }
+  chooseComponentStates();
+}
+
 }  // namespace emulated::installer

@@ -1,4 +1,4 @@
-// The session functions of msi.dll: MsiOpenPackageW, the property, condition
+// The session functions of msi.dll: MsiOpenPackageW, MsiDoActionW, the property, condition
 // and formatting functions, and the state and path queries that a package's
 // costing answers. Each finds the session behind its handle and leaves the
 // work to it.
@@ -6,9 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "platform/emulated/installer/actions.h"
 #include "platform/emulated/installer/condition_evaluator.h"
 #include "platform/emulated/installer/formatted_text.h"
 #include "platform/emulated/installer/session_handle.h"
+#include "platform/emulated/installer/ui_settings.h"
 #include "platform/emulated/machine/text_out.h"
 #include "platform/emulated/msi.h"
 #include "platform/emulated/msi_database/msi_objects.h"
@@ -17,9 +19,13 @@ namespace emulated::installer {
 
 namespace {
 
-// The UI level a session reports (UILevel) until an internal UI level is
-// set: INSTALLUILEVEL_FULL.
-constexpr int kDefaultUiLevel = 5;
+// The UI level a session reports (UILevel): the internal UI level in force
+// when it opens, without its flags; the default level (and NOCHANGE, which
+// only the setter knows) is the full UI, as Windows chooses it.
+int sessionUiLevel() {
+  const int level = static_cast<int>(currentInternalUiLevel()) & 0x7;
+  return level <= INSTALLUILEVEL_DEFAULT ? INSTALLUILEVEL_FULL : level;
+}
 
 std::u16string_view wideView(LPCWSTR text) { return std::u16string_view(text, std::char_traits<char16_t>::length(text)); }
 
@@ -66,9 +72,9 @@ extern "C" UINT MsiOpenPackageW(LPCWSTR szPackagePath, MSIHANDLE* hProduct) {
   UINT code = ERROR_SUCCESS;
   std::shared_ptr<Session> session;
   if (std::shared_ptr<DatabaseObject> database = databaseNamedBy(path)) {
-    session = Session::openDatabase(std::move(database), std::u16string(path), kDefaultUiLevel, code);
+    session = Session::openDatabase(std::move(database), std::u16string(path), sessionUiLevel(), code);
   } else {
-    session = Session::open(path, kDefaultUiLevel, code);
+    session = Session::open(path, sessionUiLevel(), code);
   }
   if (!session) return code;
   const MSIHANDLE handle = registerHandle(std::make_shared<SessionObject>(std::move(session)));
@@ -93,6 +99,13 @@ extern "C" UINT MsiSetPropertyW(MSIHANDLE hInstall, LPCWSTR szName, LPCWSTR szVa
   if (*szName == 0) return ERROR_FUNCTION_FAILED;
   session->setProperty(wideView(szName), szValue == nullptr ? std::u16string_view() : wideView(szValue));
   return ERROR_SUCCESS;
+}
+
+extern "C" UINT MsiDoActionW(MSIHANDLE hInstall, LPCWSTR szAction) {
+  const std::shared_ptr<Session> session = findSession(hInstall);
+  if (!session) return ERROR_INVALID_HANDLE;
+  if (szAction == nullptr) return ERROR_INVALID_PARAMETER;
+  return doAction(*session, wideView(szAction));
 }
 
 extern "C" MSICONDITION MsiEvaluateConditionW(MSIHANDLE hInstall, LPCWSTR szCondition) {

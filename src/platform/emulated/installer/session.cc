@@ -52,7 +52,15 @@ std::shared_ptr<Session> Session::openDatabase(std::shared_ptr<DatabaseObject> d
                                                int uiLevel, UINT& code) {
   std::shared_ptr<Session> session(new Session(std::move(database), std::move(path)));
   code = session->load(uiLevel);
-  return code == ERROR_SUCCESS ? session : nullptr;
+  if (code != ERROR_SUCCESS) return nullptr;
+  session->messages_ = std::make_unique<MessageChannel>();
+  return session;
+}
+
+Session::~Session() { endOperation(ERROR_SUCCESS); }
+
+void Session::endOperation(UINT result) {
+  if (messages_) messages_->end(result, properties());
 }
 
 UINT Session::load(int uiLevel) {

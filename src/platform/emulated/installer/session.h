@@ -4,11 +4,23 @@
 // of each file). MsiOpenPackageW makes one for a session handle; an
 // installation (MsiInstallProductW) makes one and runs its actions on it.
 //
-// Threads: the actions run one at a time, on the thread that drives the
-// session; the tables below change only inside an action. The properties
-// have their own mutex, so a message handler or another thread may read
-// and set them while an action runs. No lock is held while the database's
-// lock is taken, and the property mutex is never held across a call out.
+// A session owns the message path of its operation (messages()): every
+// action it runs posts there, to the external UI and the log. The channel
+// starts with the session, so the log takes the MsiEnableLogW settings in
+// force at MsiOpenPackageW, as Windows does. A package session is one
+// operation from open to close: its log ends (property dump, footer) when
+// the handle closes. An installation ends it with its own result through
+// endOperation() when its sequence is done, so the log carries that result;
+// closing the session afterwards changes nothing.
+//
+// Threads: the actions run one at a time: doAction (actions.h) holds the
+// session's action lock, a recursive one: another thread waits, while the
+// message handler of the running action, called on the same thread, may
+// still run an action itself. The tables below change only inside an
+// action. The properties have their own mutex, so a message handler or
+// another thread may read and set them while an action runs. Lock order:
+// the action lock, then the property mutex or the database's lock, never
+// both of these; the property mutex is never held across a call out.
 #pragma once
 
 #include <map>
@@ -21,6 +33,7 @@
 #include "platform/emulated/installer/package_tables.h"
 #include "platform/emulated/installer/session_facts.h"
 #include "platform/emulated/installer/system_properties.h"
+#include "platform/emulated/installer/ui_messages.h"
 
 namespace emulated::installer {
 
@@ -84,8 +97,15 @@ class Session final : public SessionFacts {
   static std::shared_ptr<Session> openDatabase(std::shared_ptr<DatabaseObject> database, std::u16string path,
                                                int uiLevel, UINT& code);
 
+  ~Session() override;
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
+
+  // The operation's message path; endOperation() ends it with the
+  // operation's result (later calls change nothing).
+  MessageChannel& messages() { return *messages_; }
+  void endOperation(UINT result);
+  std::recursive_mutex& actionLock() { return actionLock_; }
 
   // SessionFacts.
   std::u16string property(std::u16string_view name) const override;
@@ -106,6 +126,16 @@ class Session final : public SessionFacts {
   UINT fileCost();
   UINT costFinalize();
   bool costed() const { return costed_; }
+
+  // A directory's target path, as a type 35 custom action and
+  // MsiSetTargetPath set it: the directory's property, and once costed the
+  // paths of the directories and files below it. ERROR_DIRECTORY for a
+  // directory the Directory table lacks, once CostInitialize has read it.
+  UINT setTargetPath(std::u16string_view directory, std::u16string_view path);
+
+  // MigrateFeatureStates: the action state of each named feature the
+  // package has, then the component states chosen again from them.
+  void migrateFeatureActions(const std::map<std::u16string, INSTALLSTATE, std::less<>>& actions);
 
   const std::vector<DirectoryRow>& directories() const { return directories_; }
   const std::vector<FeatureRow>& features() const { return features_; }
@@ -130,6 +160,8 @@ class Session final : public SessionFacts {
 
   PackageTables tables_;
   const std::u16string packagePath_;
+  std::unique_ptr<MessageChannel> messages_;
+  std::recursive_mutex actionLock_;
   mutable std::mutex propertiesLock_;
   PropertyMap properties_;
   // Directory properties that costing itself set, with their values: a

@@ -1,4 +1,4 @@
-// The table of emulated standard actions (standard_actions.h).
+// The table of standard actions (standard_actions.h).
 #include "platform/emulated/installer/standard_actions.h"
 
 namespace emulated::installer {
@@ -6,9 +6,94 @@ namespace emulated::installer {
 namespace {
 
 constexpr StandardAction kActions[] = {
+    // The searches and checks that come before an installation.
+    {u"AppSearch", appSearch},
+    {u"LaunchConditions", launchConditions},
+    {u"FindRelatedProducts", findRelatedProducts},
+    {u"ValidateProductID", validateProductId},
+    {u"MigrateFeatureStates", migrateFeatureStates},
+    {u"InstallValidate", installValidate},
+    // Costing.
     {u"CostInitialize", [](Session& session) { return session.costInitialize(); }},
     {u"FileCost", [](Session& session) { return session.fileCost(); }},
     {u"CostFinalize", [](Session& session) { return session.costFinalize(); }},
+
+    // The installation's own actions: accepted steps until the installation
+    // engine gives each its body here.
+    {u"InstallInitialize", nullptr},
+    {u"InstallFinalize", nullptr},
+    {u"ProcessComponents", nullptr},
+    {u"RemoveExistingProducts", nullptr},
+    {u"CreateFolders", nullptr},
+    {u"RemoveFolders", nullptr},
+    {u"InstallFiles", nullptr},
+    {u"RemoveFiles", nullptr},
+    {u"WriteRegistryValues", nullptr},
+    {u"RemoveRegistryValues", nullptr},
+    {u"CreateShortcuts", nullptr},
+    {u"RemoveShortcuts", nullptr},
+    {u"RegisterProduct", nullptr},
+    {u"PublishFeatures", nullptr},
+    {u"PublishProduct", nullptr},
+    {u"UnpublishFeatures", nullptr},
+    {u"RegisterUser", nullptr},
+
+    // The other documented standard actions: what they do (services, COM,
+    // fonts, ODBC, ...) the emulated machine does not have.
+    {u"ADMIN", nullptr},
+    {u"ADVERTISE", nullptr},
+    {u"AllocateRegistrySpace", nullptr},
+    {u"BindImage", nullptr},
+    {u"CCPSearch", nullptr},
+    {u"DeleteServices", nullptr},
+    {u"DisableRollback", nullptr},
+    {u"DuplicateFiles", nullptr},
+    {u"EXECUTE", nullptr},
+    {u"ForceReboot", nullptr},
+    {u"INSTALL", nullptr},
+    {u"InstallAdminPackage", nullptr},
+    {u"InstallExecute", nullptr},
+    {u"InstallExecuteAgain", nullptr},
+    {u"InstallODBC", nullptr},
+    {u"InstallServices", nullptr},
+    {u"InstallSFPCatalogFile", nullptr},
+    {u"IsolateComponents", nullptr},
+    {u"MoveFiles", nullptr},
+    {u"MsiConfigureServices", nullptr},
+    {u"MsiPublishAssemblies", nullptr},
+    {u"MsiUnpublishAssemblies", nullptr},
+    {u"PatchFiles", nullptr},
+    {u"PublishComponents", nullptr},
+    {u"RegisterClassInfo", nullptr},
+    {u"RegisterComPlus", nullptr},
+    {u"RegisterExtensionInfo", nullptr},
+    {u"RegisterFonts", nullptr},
+    {u"RegisterMIMEInfo", nullptr},
+    {u"RegisterProgIdInfo", nullptr},
+    {u"RegisterTypeLibraries", nullptr},
+    {u"RemoveDuplicateFiles", nullptr},
+    {u"RemoveEnvironmentStrings", nullptr},
+    {u"RemoveIniValues", nullptr},
+    {u"RemoveODBC", nullptr},
+    {u"ResolveSource", nullptr},
+    {u"RMCCPSearch", nullptr},
+    {u"ScheduleReboot", nullptr},
+    {u"SelfRegModules", nullptr},
+    {u"SelfUnregModules", nullptr},
+    {u"SEQUENCE", nullptr},
+    {u"SetODBCFolders", nullptr},
+    {u"StartServices", nullptr},
+    {u"StopServices", nullptr},
+    {u"UnpublishComponents", nullptr},
+    {u"UnregisterClassInfo", nullptr},
+    {u"UnregisterComPlus", nullptr},
+    {u"UnregisterExtensionInfo", nullptr},
+    {u"UnregisterFonts", nullptr},
+    {u"UnregisterMIMEInfo", nullptr},
+    {u"UnregisterProgIdInfo", nullptr},
+    {u"UnregisterTypeLibraries", nullptr},
+    {u"WriteEnvironmentStrings", nullptr},
+    {u"WriteIniValues", nullptr},
 };
 
 }  // namespace
@@ -22,7 +107,8 @@ const StandardAction* findStandardAction(std::u16string_view name) {
 
 UINT runStandardAction(Session& session, std::u16string_view name) {
   const StandardAction* action = findStandardAction(name);
-  return action == nullptr ? ERROR_FUNCTION_NOT_CALLED : action->run(session);
+  if (action == nullptr) return ERROR_FUNCTION_NOT_CALLED;
+  return action->run == nullptr ? ERROR_SUCCESS : action->run(session);
 }
 
 }  // namespace emulated::installer

@@ -1,6 +1,9 @@
-// The standard actions the engine emulates, by name: one table that
+// The standard actions of Windows Installer, by name: one table that
 // MsiDoActionW and the installation's sequence walk both look names up in.
-// Each entry runs on a session and returns the action's Windows code.
+// It lists every standard action Microsoft documents. An entry with a body
+// runs it on the session and returns the action's Windows code; an entry
+// without one is a standard action the emulated machine accepts as a step
+// that changes nothing (the engine posts its ACTIONSTART and a log line).
 #pragma once
 
 #include <string_view>
@@ -11,13 +14,23 @@ namespace emulated::installer {
 
 struct StandardAction {
   const char16_t* name;
-  UINT (*run)(Session& session);
+  UINT (*run)(Session& session);  // nullptr: accepted, changes nothing here
 };
 
-// nullptr for a name that is not an emulated standard action.
+// nullptr for a name that is not a documented standard action.
 const StandardAction* findStandardAction(std::u16string_view name);
 
-// ERROR_FUNCTION_NOT_CALLED (1626) for a name the table lacks.
+// The action's body alone, without its messages: ERROR_SUCCESS for an
+// accepted step, ERROR_FUNCTION_NOT_CALLED (1626) for a name the table lacks.
 UINT runStandardAction(Session& session, std::u16string_view name);
+
+// The bodies, each as its documented standard action does (search_actions.cc,
+// upgrade_actions.cc, check_actions.cc).
+UINT appSearch(Session& session);
+UINT launchConditions(Session& session);
+UINT findRelatedProducts(Session& session);
+UINT migrateFeatureStates(Session& session);
+UINT validateProductId(Session& session);
+UINT installValidate(Session& session);
 
 }  // namespace emulated::installer

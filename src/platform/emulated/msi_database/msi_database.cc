@@ -13,7 +13,18 @@
 // An existing file is checked before libmsi sees it (package_check.h):
 // MsiOpenDatabaseW answers ERROR_OPEN_FAILED for one that fails, the only
 // failure its documentation gives for a file it cannot read.
+//
+// Read-only opens of one unchanged file share one database object for as
+// long as anyone holds it (a session's package and MsiOpenDatabaseW on the
+// same file, say): libmsi decodes the whole string pool at every open, which
+// is most of what reading a package costs, and a read-only object has no
+// state that one holder could change under another. A file replaced or
+// rewritten since (another inode, size or modification time) opens anew.
+#include <sys/stat.h>
+
 #include <cstdint>
+#include <map>
+#include <mutex>
 #include <string>
 
 #include "platform/emulated/msi_database/libmsi_errors.h"
@@ -35,6 +46,53 @@ guint libmsiFlags(const OpenMode& mode) {
   guint flags = LIBMSI_DB_FLAGS_TRANSACT;
   if (mode.create) flags |= LIBMSI_DB_FLAGS_CREATE;
   return flags;
+}
+
+struct FileIdentity {
+  dev_t device = 0;
+  ino_t inode = 0;
+  off_t size = 0;
+  long long modified = 0;  // nanoseconds
+  bool operator==(const FileIdentity& other) const {
+    return device == other.device && inode == other.inode && size == other.size && modified == other.modified;
+  }
+};
+
+bool identify(const std::string& hostPath, FileIdentity& identity) {
+  struct stat st;
+  if (::stat(hostPath.c_str(), &st) != 0) return false;
+  identity = {st.st_dev, st.st_ino, st.st_size, st.st_mtim.tv_sec * 1000000000LL + st.st_mtim.tv_nsec};
+  return true;
+}
+
+// The shared read-only objects by host path; the mutex is held only to look
+// up or store an entry, never while libmsi opens.
+class ReadOnlyShares {
+ public:
+  std::shared_ptr<DatabaseObject> find(const std::string& hostPath, const FileIdentity& identity) {
+    std::lock_guard<std::mutex> guard(mutex_);
+    const auto it = shares_.find(hostPath);
+    if (it == shares_.end() || !(it->second.identity == identity)) return nullptr;
+    return it->second.object.lock();
+  }
+  void store(const std::string& hostPath, const FileIdentity& identity, const std::shared_ptr<DatabaseObject>& object) {
+    std::lock_guard<std::mutex> guard(mutex_);
+    for (auto it = shares_.begin(); it != shares_.end();) it = it->second.object.expired() ? shares_.erase(it) : std::next(it);
+    shares_[hostPath] = {identity, object};
+  }
+
+ private:
+  struct Share {
+    FileIdentity identity;
+    std::weak_ptr<DatabaseObject> object;
+  };
+  std::mutex mutex_;
+  std::map<std::string, Share> shares_;
+};
+
+ReadOnlyShares& readOnlyShares() {
+  static ReadOnlyShares* shares = new ReadOnlyShares;  // never destroyed: usable until the process ends
+  return *shares;
 }
 
 }  // namespace
@@ -59,6 +117,14 @@ std::shared_ptr<DatabaseObject> openDatabaseObject(LPCWSTR windowsPath, const Op
     code = failure;
     return nullptr;
   }
+  FileIdentity identity;
+  const bool shareable = mode.readOnly && !mode.create && identify(hostPath, identity);
+  if (shareable) {
+    if (std::shared_ptr<DatabaseObject> shared = readOnlyShares().find(hostPath, identity)) {
+      code = ERROR_SUCCESS;
+      return shared;
+    }
+  }
   ensureLibmsiRuntime();
   // libmsi reads an existing file as it finds it; nothing damaged may
   // reach it (package_check.h). A created file starts empty.
@@ -79,7 +145,9 @@ std::shared_ptr<DatabaseObject> openDatabaseObject(LPCWSTR windowsPath, const Op
     return nullptr;
   }
   code = ERROR_SUCCESS;
-  return std::make_shared<DatabaseObject>(std::move(database), mode.readOnly, mode.commitOnClose);
+  auto object = std::make_shared<DatabaseObject>(std::move(database), mode.readOnly, mode.commitOnClose);
+  if (shareable) readOnlyShares().store(hostPath, identity, object);
+  return object;
 }
 
 DatabaseObject::~DatabaseObject() {

@@ -52,6 +52,7 @@ constexpr Field kFields[] = {
     {"VersionString", &InstalledProduct::versionString},
     {"PackageCode", &InstalledProduct::packageCode},
     {"UpgradeCode", &InstalledProduct::upgradeCode},
+    {"Language", &InstalledProduct::language},
     {"InstallLocation", &InstalledProduct::installLocation},
     {"LocalPackage", &InstalledProduct::localPackage},
 };

@@ -28,6 +28,7 @@ struct InstalledProduct {
   std::u16string installLocation;
   std::u16string localPackage;     // the cached package, a Windows path
   std::vector<InstalledFeature> features;
+  std::u16string language;         // ProductLanguage, a decimal LANGID; "" unknown
 };
 
 // A braced GUID in text form: {XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}.
