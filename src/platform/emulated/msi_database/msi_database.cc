@@ -20,14 +20,13 @@
 // is most of what reading a package costs, and a read-only object has no
 // state that one holder could change under another. A file replaced or
 // rewritten since (another inode, size or modification time) opens anew.
-#include <sys/stat.h>
-
 #include <cstdint>
 #include <map>
 #include <mutex>
 #include <string>
 
 #include "platform/emulated/msi_database/libmsi_errors.h"
+#include "platform/emulated/machine/file_identity.h"
 #include "platform/emulated/machine/machine_paths.h"
 #include "platform/emulated/msi.h"
 #include "platform/emulated/msi_database/msi_codepage.h"
@@ -46,23 +45,6 @@ guint libmsiFlags(const OpenMode& mode) {
   guint flags = LIBMSI_DB_FLAGS_TRANSACT;
   if (mode.create) flags |= LIBMSI_DB_FLAGS_CREATE;
   return flags;
-}
-
-struct FileIdentity {
-  dev_t device = 0;
-  ino_t inode = 0;
-  off_t size = 0;
-  long long modified = 0;  // nanoseconds
-  bool operator==(const FileIdentity& other) const {
-    return device == other.device && inode == other.inode && size == other.size && modified == other.modified;
-  }
-};
-
-bool identify(const std::string& hostPath, FileIdentity& identity) {
-  struct stat st;
-  if (::stat(hostPath.c_str(), &st) != 0) return false;
-  identity = {st.st_dev, st.st_ino, st.st_size, st.st_mtim.tv_sec * 1000000000LL + st.st_mtim.tv_nsec};
-  return true;
 }
 
 // The shared read-only objects by host path; the mutex is held only to look
@@ -118,7 +100,7 @@ std::shared_ptr<DatabaseObject> openDatabaseObject(LPCWSTR windowsPath, const Op
     return nullptr;
   }
   FileIdentity identity;
-  const bool shareable = mode.readOnly && !mode.create && identify(hostPath, identity);
+  const bool shareable = mode.readOnly && !mode.create && identifyFile(hostPath, identity) && identity.settled;
   if (shareable) {
     if (std::shared_ptr<DatabaseObject> shared = readOnlyShares().find(hostPath, identity)) {
       code = ERROR_SUCCESS;

@@ -2,8 +2,6 @@
 
 #include <glib.h>
 #include <gsf/gsf-msole-utils.h>
-#include <sys/stat.h>
-#include <time.h>
 
 #include <algorithm>
 #include <cctype>
@@ -14,6 +12,7 @@
 #include <tuple>
 #include <vector>
 
+#include "platform/emulated/machine/file_identity.h"
 #include "platform/emulated/msi_database/compound_file.h"
 
 namespace emulated {
@@ -29,7 +28,6 @@ constexpr int kUtf8Codepage = 65001;
 constexpr std::size_t kCacheLimit = 64;
 constexpr std::uint32_t kMaxColumns = 32;
 constexpr std::size_t kMaxNameLength = 64;
-constexpr std::int64_t kSettledNanoseconds = 2000000000;
 
 // The summary information property set: its format id, and the variant
 // type of each property id (0: not a summary property of a package).
@@ -275,31 +273,9 @@ class PackageChecker {
   std::map<std::uint32_t, Table> tables_;
 };
 
-// What a cached verdict is about.
-struct FileIdentity {
-  std::string path;
-  std::int64_t size;
-  std::int64_t modified;
-  std::uint64_t inode;
-  bool operator<(const FileIdentity& other) const {
-    return std::tie(path, size, modified, inode) < std::tie(other.path, other.size, other.modified, other.inode);
-  }
-};
-
-std::int64_t nanoseconds(const timespec& time) { return std::int64_t(time.tv_sec) * 1000000000 + time.tv_nsec; }
-
-// A file rewritten within one tick of the file system's clock keeps its
-// time stamp; a verdict on a file that young is not kept, so a rewrite in
-// place is always checked again.
-bool oldEnoughToCache(const struct stat& info) {
-  timespec now;
-  clock_gettime(CLOCK_REALTIME, &now);
-  return nanoseconds(now) - std::max(nanoseconds(info.st_mtim), nanoseconds(info.st_ctim)) > kSettledNanoseconds;
-}
-
 std::mutex cacheLock;
-std::map<FileIdentity, PackageVerdict>& cache() {
-  static auto* verdicts = new std::map<FileIdentity, PackageVerdict>();
+std::map<std::pair<std::string, FileIdentity>, PackageVerdict>& cache() {
+  static auto* verdicts = new std::map<std::pair<std::string, FileIdentity>, PackageVerdict>();
   return *verdicts;
 }
 
@@ -336,10 +312,9 @@ PackageVerdict checkPackageFile(const std::string& hostPath, std::string& proble
 }
 
 PackageVerdict checkPackageFile(const std::string& hostPath) {
-  struct stat info;
-  if (::stat(hostPath.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) return PackageVerdict::missing;
-  const FileIdentity identity{hostPath, std::int64_t(info.st_size), nanoseconds(info.st_mtim),
-                              std::uint64_t(info.st_ino)};
+  FileIdentity file;
+  if (!identifyFile(hostPath, file)) return PackageVerdict::missing;
+  const std::pair<std::string, FileIdentity> identity{hostPath, file};
   {
     std::lock_guard<std::mutex> guard(cacheLock);
     const auto found = cache().find(identity);
@@ -348,7 +323,7 @@ PackageVerdict checkPackageFile(const std::string& hostPath) {
   std::string problem;
   const PackageVerdict verdict = checkPackageFile(hostPath, problem);
   // A file that vanished meanwhile is not remembered.
-  if (verdict == PackageVerdict::missing || !oldEnoughToCache(info)) return verdict;
+  if (verdict == PackageVerdict::missing || !file.settled) return verdict;
   std::lock_guard<std::mutex> guard(cacheLock);
   if (cache().size() >= kCacheLimit) cache().clear();
   cache()[identity] = verdict;
