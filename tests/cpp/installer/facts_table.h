@@ -1,12 +1,13 @@
 // A session for the condition and format tests: the facts of
-// tests/fixtures/conditions.tsv held in maps, and that file's condition rows.
+// tests/fixtures/conditions.tsv held in maps, and that file's table rows.
 #pragma once
 
 #include <fstream>
-#include <stdexcept>
 #include <map>
 #include <sstream>
+#include <stdexcept>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -19,10 +20,9 @@
 
 namespace facts_table {
 
-struct ConditionRow {
+struct TableRow {
   int line;
-  std::string expression;
-  std::string result;  // true, false, none or error
+  std::string text, result;
 };
 
 class FactsTable : public emulated::installer::SessionFacts {
@@ -31,7 +31,8 @@ class FactsTable : public emulated::installer::SessionFacts {
   FactsTable(const FactsTable&) = delete;
   FactsTable& operator=(const FactsTable&) = delete;
 
-  const std::vector<ConditionRow>& conditions() const { return conditions_; }
+  // The rows of one kind: "condition", "format" or "format-record".
+  const std::vector<TableRow>& rows(const std::string& kind) const { return rows_.at(kind); }
 
   std::u16string property(std::u16string_view name) const override { return find(properties_, std::u16string(name)); }
   std::u16string environment(std::u16string_view name) const override {
@@ -60,10 +61,8 @@ class FactsTable : public emulated::installer::SessionFacts {
   }
   static bool states(const States& all, std::u16string_view name, INSTALLSTATE* installed, INSTALLSTATE* action) {
     const auto it = all.find(std::u16string(name));
-    if (it == all.end()) return false;
-    *installed = it->second.first;
-    *action = it->second.second;
-    return true;
+    if (it != all.end()) std::tie(*installed, *action) = it->second;
+    return it != all.end();
   }
 
   void load(const std::string& path) {
@@ -84,8 +83,8 @@ class FactsTable : public emulated::installer::SessionFacts {
     auto text = [&](std::size_t i) { return emulated::utf8ToUtf16(i < cells.size() ? cells[i] : ""); };
     auto state = [&](std::size_t i) { return static_cast<INSTALLSTATE>(std::stoi(cells.at(i))); };
     const std::string& kind = cells.at(0);
-    if (kind == "condition") {
-      conditions_.push_back({number, cells.at(1), cells.at(2)});
+    if (kind == "condition" || kind.rfind("format", 0) == 0) {
+      rows_[kind].push_back({number, cells.at(1), cells.at(2)});
     } else if (kind == "property") {
       properties_[text(1)] = text(2);
     } else if (kind == "environment") {
@@ -104,7 +103,7 @@ class FactsTable : public emulated::installer::SessionFacts {
 
   Texts properties_, environment_, longPaths_, shortPaths_, directories_;
   States features_, components_;
-  std::vector<ConditionRow> conditions_;
+  std::map<std::string, std::vector<TableRow>> rows_;
 };
 
 }  // namespace facts_table

@@ -11,10 +11,7 @@ namespace {
 using session_test::Handle;
 using session_test::packagePath;
 
-struct PropertyCase {
-  const char16_t* name;
-  const char* value;
-};
+struct PropertyCase { const char16_t* name; const char* value; };
 
 class SessionProperties : public session_test::SessionTest {
  protected:
@@ -28,36 +25,20 @@ class SessionProperties : public session_test::SessionTest {
 // per-machine (ALLUSERS=1), so the shared shell folders.
 TEST_F(SessionProperties, OnADefaultMachine) {
   expectAll({
-      {u"ProductCode", "{7A2E4C10-5B3D-4F6E-8A91-B2C3D4E5F607}"},
-      {u"ProductName", "Session Sample"},
-      {u"ProductVersion", "2.0.1"},
-      {u"Manufacturer", "Ornel Labs"},
-      {u"VersionNT", "1000"},
-      {u"VersionNT64", ""},
-      {u"WindowsBuild", "19045"},
-      {u"ServicePackLevel", "0"},
-      {u"WindowsFolder", "C:\\Windows\\"},
-      {u"SystemFolder", "C:\\Windows\\System32\\"},
-      {u"ProgramFilesFolder", "C:\\Program Files\\"},
+      {u"ProductCode", "{7A2E4C10-5B3D-4F6E-8A91-B2C3D4E5F607}"}, {u"ProductName", "Session Sample"},
+      {u"ProductVersion", "2.0.1"}, {u"Manufacturer", "Ornel Labs"}, {u"VersionNT", "1000"}, {u"VersionNT64", ""},
+      {u"WindowsBuild", "19045"}, {u"ServicePackLevel", "0"}, {u"WindowsFolder", "C:\\Windows\\"},
+      {u"SystemFolder", "C:\\Windows\\System32\\"}, {u"ProgramFilesFolder", "C:\\Program Files\\"},
       {u"CommonFilesFolder", "C:\\Program Files\\Common Files\\"},
       {u"TempFolder", "C:\\Users\\User\\AppData\\Local\\Temp\\"},
       {u"AppDataFolder", "C:\\Users\\User\\AppData\\Roaming\\"},
       {u"LocalAppDataFolder", "C:\\Users\\User\\AppData\\Local\\"},
       {u"DesktopFolder", "C:\\Users\\Public\\Desktop\\"},
       {u"ProgramMenuFolder", "C:\\ProgramData\\Microsoft\\Windows\\Start Menu\\Programs\\"},
-      {u"StartMenuFolder", "C:\\ProgramData\\Microsoft\\Windows\\Start Menu\\"},
-      {u"ROOTDRIVE", "C:\\"},
-      {u"ComputerName", "ORNEL-PC"},
-      {u"LogonUser", "User"},
-      {u"UserLanguageID", "1033"},
-      {u"SystemLanguageID", "1033"},
-      {u"Privileged", "1"},
-      {u"AdminUser", "1"},
-      {u"Intel", "6"},
-      {u"UILevel", "5"},
-      {u"Installed", ""},
-      {u"ProductState", "-1"},
-      {u"NoSuchProperty", ""},
+      {u"StartMenuFolder", "C:\\ProgramData\\Microsoft\\Windows\\Start Menu\\"}, {u"ROOTDRIVE", "C:\\"},
+      {u"ComputerName", "ORNEL-PC"}, {u"LogonUser", "User"}, {u"UserLanguageID", "1033"},
+      {u"SystemLanguageID", "1033"}, {u"Privileged", "1"}, {u"AdminUser", "1"}, {u"Intel", "6"}, {u"UILevel", "5"},
+      {u"Installed", ""}, {u"ProductState", "-1"}, {u"NoSuchProperty", ""},
   });
   EXPECT_EQ(property(u"OriginalDatabase"), emulated::utf16ToUtf8(packagePath()));
   EXPECT_EQ(property(u"DATABASE"), emulated::utf16ToUtf8(packagePath()));
@@ -72,24 +53,13 @@ TEST_F(SessionProperties, OnAConfiguredMachineWithTheProductInstalled) {
   product.productCode = u"{7A2E4C10-5B3D-4F6E-8A91-B2C3D4E5F607}";
   ASSERT_TRUE(emulated::saveInstalledProduct(product));
   expectAll({
-      {u"VersionNT", "601"},
-      {u"VersionNT64", "601"},
-      {u"WindowsBuild", "7601"},
-      {u"ServicePackLevel", "1"},
-      {u"SystemFolder", "C:\\Windows\\SysWOW64\\"},
-      {u"System64Folder", "C:\\Windows\\System32\\"},
-      {u"ProgramFilesFolder", "C:\\Program Files (x86)\\"},
-      {u"ProgramFiles64Folder", "C:\\Program Files\\"},
+      {u"VersionNT", "601"}, {u"VersionNT64", "601"}, {u"WindowsBuild", "7601"}, {u"ServicePackLevel", "1"},
+      {u"SystemFolder", "C:\\Windows\\SysWOW64\\"}, {u"System64Folder", "C:\\Windows\\System32\\"},
+      {u"ProgramFilesFolder", "C:\\Program Files (x86)\\"}, {u"ProgramFiles64Folder", "C:\\Program Files\\"},
       {u"CommonFilesFolder", "C:\\Program Files (x86)\\Common Files\\"},
-      {u"AppDataFolder", "C:\\Users\\alice\\AppData\\Roaming\\"},
-      {u"ComputerName", "BUILD-07"},
-      {u"LogonUser", "alice"},
-      {u"UserLanguageID", "1031"},
-      {u"SystemLanguageID", "1036"},
-      {u"Privileged", ""},
-      {u"AdminUser", ""},
-      {u"Installed", "1"},
-      {u"ProductState", "5"},
+      {u"AppDataFolder", "C:\\Users\\alice\\AppData\\Roaming\\"}, {u"ComputerName", "BUILD-07"},
+      {u"LogonUser", "alice"}, {u"UserLanguageID", "1031"}, {u"SystemLanguageID", "1036"}, {u"Privileged", ""},
+      {u"AdminUser", ""}, {u"Installed", "1"}, {u"ProductState", "5"},
   });
 }
 
@@ -144,16 +114,10 @@ TEST_F(SessionProperties, OpenGivesTheDocumentedCodes) {
   Handle database;
   ASSERT_EQ(MsiOpenDatabaseW(packagePath().c_str(), MSIDBOPEN_READONLY, database.out()), ERROR_SUCCESS);
   const std::u16string byHandle = u"#" + emulated::utf8ToUtf16(std::to_string(database.value));
-  struct Case {
-    std::u16string path;
-    UINT code;
-  } cases[] = {
-      {u"C:\\missing.msi", ERROR_INSTALL_PACKAGE_OPEN_FAILED},
-      {u"C:\\", ERROR_INSTALL_PACKAGE_OPEN_FAILED},
-      {u"#99999", ERROR_INSTALL_PACKAGE_OPEN_FAILED},
-      {u"C:\\notes.txt", ERROR_INSTALL_PACKAGE_INVALID},
-      {packagePath(), ERROR_SUCCESS},
-      {byHandle, ERROR_SUCCESS},
+  struct Case { std::u16string path; UINT code; } cases[] = {
+      {u"C:\\missing.msi", ERROR_INSTALL_PACKAGE_OPEN_FAILED}, {u"C:\\", ERROR_INSTALL_PACKAGE_OPEN_FAILED},
+      {u"#99999", ERROR_INSTALL_PACKAGE_OPEN_FAILED}, {u"C:\\notes.txt", ERROR_INSTALL_PACKAGE_INVALID},
+      {packagePath(), ERROR_SUCCESS}, {byHandle, ERROR_SUCCESS},
   };
   for (const Case& c : cases) {
     Handle session;

@@ -7,6 +7,7 @@
 
 #include <regex>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "../support/temp_machine.h"
@@ -19,10 +20,7 @@ namespace {
 using emulated::utf16ToUtf8;
 using namespace emulated::installer;
 
-struct Received {
-  UINT type;
-  std::string text;
-};
+struct Received { UINT type; std::string text; };
 
 std::vector<Received> received;
 int answer = IDOK;
@@ -62,13 +60,7 @@ TEST_F(UiTest, SettingsReturnWhatWasThereBefore) {
 }
 
 TEST_F(UiTest, FilterDecidesWhatReachesTheHandlerAndItsAnswerComesBack) {
-  struct Case {
-    DWORD filter;
-    UINT type;
-    int handlerAnswer;
-    bool delivered;
-    bool cancelled;
-  };
+  struct Case { DWORD filter; UINT type; int handlerAnswer; bool delivered; bool cancelled; };
   const Case cases[] = {
       {INSTALLLOGMODE_ERROR, INSTALLMESSAGE_ERROR | MB_OK | MB_ICONERROR, IDOK, true, false},
       {INSTALLLOGMODE_ERROR, INSTALLMESSAGE_WARNING, IDOK, false, false},
@@ -103,32 +95,21 @@ TEST_F(UiTest, FilterDecidesWhatReachesTheHandlerAndItsAnswerComesBack) {
 }
 
 TEST_F(UiTest, ActionStartTexts) {
-  struct Case {
-    const char16_t* action;
-    const char16_t* description;
-    int hour, minute, second;
-    const char* expected;
-  };
+  struct Case { const char16_t* action; const char16_t* description; int hour, minute, second; const char* expected; };
   const Case cases[] = {
       {u"CostFinalize", u"Computing the targets", 9, 5, 3, "Action 9:05:03: CostFinalize. Computing the targets"},
       {u"CostFinalize", u"", 23, 59, 59, "Action 23:59:59: CostFinalize. "},
       {u"AppSearch", u"", 0, 0, 0, "Action 0:00:00: AppSearch. "},
       {u"Rollback", u"Undoes actions.", 12, 30, 0, "Action 12:30:00: Rollback. Undoes actions."},
   };
+  std::tm at{};
   for (const Case& c : cases) {
-    std::tm at{};
-    at.tm_hour = c.hour;
-    at.tm_min = c.minute;
-    at.tm_sec = c.second;
+    std::tie(at.tm_hour, at.tm_min, at.tm_sec) = std::tuple(c.hour, c.minute, c.second);
     EXPECT_EQ(utf16ToUtf8(actionStartText(c.action, c.description, at)), c.expected);
   }
-  std::tm at{};
-  at.tm_hour = 7;
-  at.tm_min = 1;
+  std::tie(at.tm_hour, at.tm_min, at.tm_sec) = std::tuple(7, 1, 0);
   EXPECT_EQ(utf16ToUtf8(actionEndedLogText(u"X", ERROR_INSTALL_USEREXIT, at)), "Action ended 7:01:00: X. Return value 2.");
-  at.tm_mon = 5;
-  at.tm_mday = 2;
-  at.tm_year = 126;
+  std::tie(at.tm_year, at.tm_mon, at.tm_mday) = std::tuple(126, 5, 2);
   EXPECT_EQ(utf16ToUtf8(installerDate(at)), "6/2/2026");
 }
 
@@ -170,31 +151,16 @@ void runOperation(UINT result) {
 }
 
 TEST_F(UiTest, EachLogModeSelectsItsLines) {
-  struct Case {
-    DWORD mode;
-    std::vector<const char*> present;
-    std::vector<const char*> absent;
-  };
-  const char* kHeader = "=== Logging started: ";
-  const char* kVerboseHeader = "=== Verbose logging started: ";
-  const char* kFooter = "=== Logging stopped: ";
-  const char* kActionStart = ": LaunchConditions. \r\n";
-  const char* kActionInfo = "Action start ";
-  const char* kEnded = "Action ended ";
-  const char* kError = "Error 1. Needs more.";
-  const char* kWarning = "Warning text";
-  const char* kData = "File: a.txt";
-  const char* kProperty = "Property(S): ProductName = Widget";
-  const char* kVerbose = "]: Skipping action";
-  const char* kDoing = "]: Doing action: LaunchConditions";
-  const char* kProgress = "1: 0 2: 100";
+  struct Case { DWORD mode; std::vector<const char*> present; std::vector<const char*> absent; };
+  const char *kHeader = "=== Logging started: ", *kVerboseHeader = "=== Verbose logging started: ",
+             *kFooter = "=== Logging stopped: ", *kActionStart = ": LaunchConditions. \r\n",
+             *kActionInfo = "Action start ", *kEnded = "Action ended ", *kError = "Error 1. Needs more.",
+             *kWarning = "Warning text", *kData = "File: a.txt", *kProperty = "Property(S): ProductName = Widget",
+             *kVerbose = "]: Skipping action", *kDoing = "]: Doing action: LaunchConditions", *kProgress = "1: 0 2: 100";
   const Case cases[] = {
-      {INSTALLLOGMODE_ERROR,
-       {kHeader, kError, kFooter},
+      {INSTALLLOGMODE_ERROR, {kHeader, kError, kFooter},
        {kVerboseHeader, kWarning, kActionStart, kActionInfo, kData, kProperty, kVerbose, kProgress}},
-      {INSTALLLOGMODE_ACTIONSTART | INSTALLLOGMODE_INFO,
-       {kActionStart, kActionInfo, kEnded},
-       {kError, kData, kProperty, kVerbose}},
+      {INSTALLLOGMODE_ACTIONSTART | INSTALLLOGMODE_INFO, {kActionStart, kActionInfo, kEnded}, {kError, kData, kProperty, kVerbose}},
       {INSTALLLOGMODE_WARNING | INSTALLLOGMODE_ACTIONDATA, {kWarning, kData}, {kError, kActionInfo}},
       {INSTALLLOGMODE_PROPERTYDUMP, {kHeader, kProperty, kFooter}, {kError, kEnded, kVerbose, kProgress}},
       {INSTALLLOGMODE_VERBOSE,
@@ -215,9 +181,7 @@ TEST_F(UiTest, AppendKeepsEarlierOperationsAndAFreshLogReplacesThem) {
   auto headers = [&] {
     const std::string log = logText();
     size_t count = 0;
-    for (size_t at = log.find("=== Logging started"); at != std::string::npos; at = log.find("=== Logging started", at + 1)) {
-      ++count;
-    }
+    for (size_t at = 0; (at = log.find("=== Logging started", at)) != std::string::npos; ++at) ++count;
     return count;
   };
   ASSERT_EQ(MsiEnableLogW(INSTALLLOGMODE_INFO, logPath().c_str(), INSTALLLOGATTRIBUTES_APPEND), ERROR_SUCCESS);

@@ -41,11 +41,7 @@ TEST_F(RegistryTest, KeysOpenCreateAndDeleteWithTheDocumentedCodes) {
   EXPECT_EQ(disposition, REG_OPENED_EXISTING_KEY);
 
   HKEY opened = nullptr;
-  struct Case {
-    HKEY parent;
-    const char16_t* path;
-    LONG code;
-  };
+  struct Case { HKEY parent; const char16_t* path; LONG code; };
   const Case opens[] = {
       {HKEY_LOCAL_MACHINE, u"software\\MAKER", ERROR_SUCCESS},
       {HKEY_LOCAL_MACHINE, u"Software\\Other", ERROR_FILE_NOT_FOUND},
@@ -105,12 +101,7 @@ TEST_F(RegistryTest, EveryTypeComesBackAsWritten) {
   const std::uint64_t qword = 0x1122334455667788ULL;
   const char16_t multi[] = u"one\0two\0";
   const BYTE binary[] = {0, 1, 0xFE, 0xFF, '\n', '\t'};
-  struct Case {
-    const char16_t* name;
-    DWORD type;
-    const void* data;
-    DWORD size;
-  };
+  struct Case { const char16_t* name; DWORD type; const void* data; DWORD size; };
   const Case cases[] = {
       {u"", REG_SZ, u"default", 16},
       {u"Path", REG_EXPAND_SZ, u"%ProgramFiles%\\X", 34},

@@ -179,12 +179,7 @@ TEST_F(SqlCheck, EveryPrefixOfAValidTextIsSafe) {
 }
 
 TEST(SqlStatementKind, TheCheckDescribesWhatTheViewDoes) {
-  struct Case {
-    const char* sql;
-    emulated::SqlStatement::Kind kind;
-    bool temporary;
-    const char* table;
-  };
+  struct Case { const char* sql; emulated::SqlStatement::Kind kind; bool temporary; const char* table; };
   using Kind = emulated::SqlStatement::Kind;
   const Case cases[] = {
       {"SELECT * FROM `Property` WHERE `Property` = 'A'", Kind::Select, false, "Property"},
