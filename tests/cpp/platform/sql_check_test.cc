@@ -21,11 +21,9 @@ using test_packages::fixture;
 constexpr UINT kOk = ERROR_SUCCESS;
 constexpr UINT kBad = ERROR_BAD_QUERY_SYNTAX;
 
-struct Row {
-  std::string sql;
-  UINT code;      // from the check
-  bool opens;     // MsiDatabaseOpenViewW succeeds on the product package
-};
+// The code from the check; each text that passes opens a view on the product
+// package, but for the one naming a missing table.
+struct Row { std::string sql; UINT code; };
 
 std::string repeated(const std::string& head, const std::string& term, const std::string& joint, int count,
                      const std::string& tail = "") {
@@ -48,86 +46,65 @@ std::string createTable(int columns) {
 const std::vector<Row>& rows() {
   static const std::vector<Row> table = {
       // Crashed libmsi: a text ending right after an opening quote.
-      {"SELECT '", kBad, false},
-      {"SELECT `", kBad, false},
-      {"SELECT * FROM Property WHERE Property='", kBad, false},
-      {"SELECT * FROM Property WHERE Property=`", kBad, false},
-      {"SELECT Value FROM Property WHERE Property='Ven'dor'", kBad, false},
+      {"SELECT '", kBad}, {"SELECT `", kBad}, {"SELECT * FROM Property WHERE Property='", kBad},
+      {"SELECT * FROM Property WHERE Property=`", kBad},
+      {"SELECT Value FROM Property WHERE Property='Ven'dor'", kBad},
       // Looped for ever in libmsi: a trailing minus.
-      {"SELECT -", kBad, false},
-      {"SELECT * FROM Media -", kBad, false},
-      {"SELECT * FROM Media WHERE DiskId = -", kBad, false},
-      {"SELECT * FROM Media WHERE DiskId = - -1", kBad, false},
+      {"SELECT -", kBad}, {"SELECT * FROM Media -", kBad}, {"SELECT * FROM Media WHERE DiskId = -", kBad},
+      {"SELECT * FROM Media WHERE DiskId = - -1", kBad},
       // NUL, control characters and what no token starts with.
-      {std::string("SELECT * FROM Media\0", 20), kBad, false},
-      {std::string("SELECT * FROM Media WHERE Cabinet = 'a\0b'", 41), kBad, false},
-      {"SELECT * FROM `Me\x01" "dia`", kBad, false},
-      {"SELECT * FROM Media WHERE DiskId = \"1\"", kBad, false},
-      {"SELECT * FROM Media;", kBad, false},
-      {"SELECT * FROM Media WHERE DiskId = 1 -- note", kBad, false},
-      {"SELECT * FROM Media WHERE DiskId != 1", kBad, false},
-      {"SELECT * FROM ``", kBad, false},
+      {std::string("SELECT * FROM Media\0", 20), kBad},
+      {std::string("SELECT * FROM Media WHERE Cabinet = 'a\0b'", 41), kBad}, {"SELECT * FROM `Me\x01" "dia`", kBad},
+      {"SELECT * FROM Media WHERE DiskId = \"1\"", kBad}, {"SELECT * FROM Media;", kBad},
+      {"SELECT * FROM Media WHERE DiskId = 1 -- note", kBad}, {"SELECT * FROM Media WHERE DiskId != 1", kBad},
+      {"SELECT * FROM ``", kBad},
       // Outside the grammar.
-      {"", kBad, false},
-      {"SELEC nothing", kBad, false},
-      {"SELECT", kBad, false},
-      {"SELECT * FROM Media WHERE", kBad, false},
-      {"SELECT * FROM Media ORDER BY", kBad, false},
-      {"SELECT * FROM Media WHERE DiskId = 1 AND", kBad, false},
-      {"SELECT * FROM Media WHERE (DiskId = 1", kBad, false},
-      {"SELECT * FROM Media WHERE DiskId = 1)", kBad, false},
-      {"SELECT * FROM Media WHERE 1 = DiskId", kBad, false},
-      {"SELECT * FROM Media WHERE DiskId = NULL", kBad, false},
-      {"SELECT Key FROM Registry", kBad, false},
-      {"SELECT Media.* FROM Media", kBad, false},
-      {"INSERT INTO Media VALUES (9, 9)", kBad, false},
-      {"UPDATE Media SET Cabinet = NULL", kBad, false},
-      {"CREATE TABLE T (A CHAR(72))", kBad, false},
+      {"", kBad}, {"SELEC nothing", kBad}, {"SELECT", kBad}, {"SELECT * FROM Media WHERE", kBad},
+      {"SELECT * FROM Media ORDER BY", kBad}, {"SELECT * FROM Media WHERE DiskId = 1 AND", kBad},
+      {"SELECT * FROM Media WHERE (DiskId = 1", kBad}, {"SELECT * FROM Media WHERE DiskId = 1)", kBad},
+      {"SELECT * FROM Media WHERE 1 = DiskId", kBad}, {"SELECT * FROM Media WHERE DiskId = NULL", kBad},
+      {"SELECT Key FROM Registry", kBad}, {"SELECT Media.* FROM Media", kBad},
+      {"INSERT INTO Media VALUES (9, 9)", kBad}, {"UPDATE Media SET Cabinet = NULL", kBad},
+      {"CREATE TABLE T (A CHAR(72))", kBad},
       // Crashed libmsi: a key column named twice.
-      {"CREATE TABLE T (A SHORT PRIMARY KEY A, A)", kBad, false},
-      {"CREATE TABLE T (A SHORT, B SHORT PRIMARY KEY A, `B`, A)", kBad, false},
-      {"CREATE TABLE T (A SHORT, a SHORT PRIMARY KEY A, a)", kOk, true},
+      {"CREATE TABLE T (A SHORT PRIMARY KEY A, A)", kBad},
+      {"CREATE TABLE T (A SHORT, B SHORT PRIMARY KEY A, `B`, A)", kBad},
+      {"CREATE TABLE T (A SHORT, a SHORT PRIMARY KEY A, a)", kOk},
       // The bounds: 32 operations, 32 parentheses, 32 columns, 1 MiB of text.
-      {repeated("SELECT * FROM `Media` WHERE ", "`DiskId` = 1", " AND ", 32), kOk, true},
-      {repeated("SELECT * FROM `Media` WHERE ", "`DiskId` = 1", " AND ", 33), kBad, false},
-      {repeated("SELECT * FROM `Media` WHERE ", "`DiskId` = 1", " OR ", 33), kBad, false},
-      {repeated("SELECT * FROM Media WHERE ", "DiskId=1", " AND ", 87000), kBad, false},
-      {nested(32), kOk, true},
-      {nested(33), kBad, false},
-      {nested(200000), kBad, false},
-      {"SELECT * FROM Media WHERE Cabinet = '" + std::string(emulated::kMaxSqlBytes, 'x') + "'", kBad, false},
-      {createTable(32), kOk, true},
-      {createTable(33), kBad, false},
+      {repeated("SELECT * FROM `Media` WHERE ", "`DiskId` = 1", " AND ", 32), kOk},
+      {repeated("SELECT * FROM `Media` WHERE ", "`DiskId` = 1", " AND ", 33), kBad},
+      {repeated("SELECT * FROM `Media` WHERE ", "`DiskId` = 1", " OR ", 33), kBad},
+      {repeated("SELECT * FROM Media WHERE ", "DiskId=1", " AND ", 87000), kBad}, {nested(32), kOk},
+      {nested(33), kBad}, {nested(200000), kBad},
+      {"SELECT * FROM Media WHERE Cabinet = '" + std::string(emulated::kMaxSqlBytes, 'x') + "'", kBad},
+      {createTable(32), kOk}, {createTable(33), kBad},
       // Valid texts: the queries of the add-on's services first.
-      {"SELECT Property.Value FROM Property WHERE Property.Property=?", kOk, true},
-      {"SELECT Directory.DefaultDir,Directory.Directory_Parent FROM Directory WHERE Directory.Directory=?", kOk, true},
-      {"SELECT Media.Cabinet FROM Media", kOk, true},
+      {"SELECT Property.Value FROM Property WHERE Property.Property=?", kOk},
+      {"SELECT Directory.DefaultDir,Directory.Directory_Parent FROM Directory WHERE Directory.Directory=?", kOk},
+      {"SELECT Media.Cabinet FROM Media", kOk},
       {"SELECT Feature.Feature,Feature.Feature_Parent,Feature.Title,Feature.Description,Feature.Display,"
-       "Feature.Level FROM Feature", kOk, true},
-      {"SELECT Condition.Feature_,Condition.Level,Condition.Condition FROM Condition", kOk, true},
-      {"SELECT Upgrade.UpgradeCode,Upgrade.VersionMin,Upgrade.VersionMax,Upgrade.Attributes FROM Upgrade", kOk, true},
-      {"select UpgradeCode, Attributes from Upgrade where Attributes<>2", kOk, true},
-      {"select Value from Property Where Property='GETPREMIUM_LINK'", kOk, true},
-      {"select Value from Registry Where Name='RebrandingCode'", kOk, true},
-      {"SELECT `Property`, `Value` FROM `Property` WHERE `Property`='ProductName'", kOk, true},
-      {"SeLeCt DISTINCT `Cabinet` FROM `Media` WHERE `DiskId` >= ? ORDER BY `Cabinet`", kOk, true},
-      {"SELECT * FROM Media WHERE DiskId = 1 AND DiskId IS NOT NULL OR (Cabinet IS NULL AND DiskId <> -2)", kOk, true},
-      {"SELECT * FROM Media WHERE DiskId=1ORDER BY Media.DiskId, `Cabinet`", kOk, true},
-      {"SELECT * FROM Media WHERE DiskId = - 1 AND DiskId <= LastSequence", kOk, true},
-      {"SELECT `Property`.`Property`, `Media`.`Cabinet` FROM `Property`, `Media`", kOk, true},
-      {"SELECT\n*\tFROM\fMedia WHERE Cabinet = 'it has `grave` accents and\nlines'", kOk, true},
-      {"SELECT * FROM `NoSuchTable`", kOk, false},
-      {"DELETE FROM `Property` WHERE `Property` = 'ADDED'", kOk, true},
+       "Feature.Level FROM Feature", kOk},
+      {"SELECT Condition.Feature_,Condition.Level,Condition.Condition FROM Condition", kOk},
+      {"SELECT Upgrade.UpgradeCode,Upgrade.VersionMin,Upgrade.VersionMax,Upgrade.Attributes FROM Upgrade", kOk},
+      {"select UpgradeCode, Attributes from Upgrade where Attributes<>2", kOk},
+      {"select Value from Property Where Property='GETPREMIUM_LINK'", kOk},
+      {"select Value from Registry Where Name='RebrandingCode'", kOk},
+      {"SELECT `Property`, `Value` FROM `Property` WHERE `Property`='ProductName'", kOk},
+      {"SeLeCt DISTINCT `Cabinet` FROM `Media` WHERE `DiskId` >= ? ORDER BY `Cabinet`", kOk},
+      {"SELECT * FROM Media WHERE DiskId = 1 AND DiskId IS NOT NULL OR (Cabinet IS NULL AND DiskId <> -2)", kOk},
+      {"SELECT * FROM Media WHERE DiskId=1ORDER BY Media.DiskId, `Cabinet`", kOk},
+      {"SELECT * FROM Media WHERE DiskId = - 1 AND DiskId <= LastSequence", kOk},
+      {"SELECT `Property`.`Property`, `Media`.`Cabinet` FROM `Property`, `Media`", kOk},
+      {"SELECT\n*\tFROM\fMedia WHERE Cabinet = 'it has `grave` accents and\nlines'", kOk},
+      {"SELECT * FROM `NoSuchTable`", kOk}, {"DELETE FROM `Property` WHERE `Property` = 'ADDED'", kOk},
       {"UPDATE `Directory` SET `Directory_Parent` = 'TARGETDIR', DefaultDir = ? WHERE `Directory` = 'INSTALLDIR'",
-       kOk, true},
-      {"INSERT INTO `Property` (`Property`, `Value`) VALUES (?, 'B') TEMPORARY", kOk, true},
-      {"INSERT INTO `Media` (`DiskId`, `LastSequence`) VALUES (-9, 9)", kOk, true},
+       kOk},
+      {"INSERT INTO `Property` (`Property`, `Value`) VALUES (?, 'B') TEMPORARY", kOk},
+      {"INSERT INTO `Media` (`DiskId`, `LastSequence`) VALUES (-9, 9)", kOk},
       {"CREATE TABLE `T` (`A` CHAR(72) NOT NULL, B SHORT, C LONG, D OBJECT, E LONGCHAR LOCALIZABLE, F INT, "
-       "G INTEGER TEMPORARY, H CHARACTER PRIMARY KEY `A`, B) HOLD", kOk, true},
-      {"DROP TABLE `Media`", kOk, true},
-      {"ALTER TABLE `Media` ADD `Extra` CHAR(20) NOT NULL TEMPORARY HOLD", kOk, true},
-      {"ALTER TABLE `Media` HOLD", kOk, true},
-      {"ALTER TABLE `Media` FREE", kOk, true},
+       "G INTEGER TEMPORARY, H CHARACTER PRIMARY KEY `A`, B) HOLD", kOk},
+      {"DROP TABLE `Media`", kOk}, {"ALTER TABLE `Media` ADD `Extra` CHAR(20) NOT NULL TEMPORARY HOLD", kOk},
+      {"ALTER TABLE `Media` HOLD", kOk}, {"ALTER TABLE `Media` FREE", kOk},
   };
   return table;
 }
@@ -152,7 +129,8 @@ TEST_F(SqlCheck, EachTextGetsItsCodeFromTheCheckAndFromOpenView) {
     if (row.sql.find('\0') != std::string::npos) continue;
     const UINT opened = openView(row.sql);
     if (row.code == kBad) EXPECT_EQ(opened, kBad) << shown;
-    EXPECT_EQ(opened == kOk, row.opens) << shown << " gave " << opened;
+    const bool opens = row.code == kOk && row.sql.find("NoSuchTable") == std::string::npos;
+    EXPECT_EQ(opened == kOk, opens) << shown << " gave " << opened;
   }
 }
 
