@@ -67,22 +67,17 @@ constexpr const char* kApp = "C:\\Program Files\\Some Vendor\\Some App\\";
 
 TEST_F(Costing, ResolvesTheNestedDirectoryTree) {
   struct Case { std::vector<std::u16string> properties; const char16_t* directory; std::string path; } cases[] = {
-      {{}, u"TARGETDIR", "C:\\"},
-      {{}, u"ProgramFilesFolder", "C:\\Program Files\\"},
-      {{}, u"VendorDir", "C:\\Program Files\\Some Vendor\\"},
-      {{}, u"INSTALLDIR", kApp},
-      {{}, u"BinDir", std::string(kApp) + "bin\\"},
-      {{}, u"SameDir", kApp},
-      {{}, u"DocsDir", std::string(kApp) + "Documentation\\"},
-      {{}, u"DataDir", std::string(kApp) + "App Data\\"},
+      {{}, u"TARGETDIR", "C:\\"}, {{}, u"ProgramFilesFolder", "C:\\Program Files\\"},
+      {{}, u"VendorDir", "C:\\Program Files\\Some Vendor\\"}, {{}, u"INSTALLDIR", kApp},
+      {{}, u"BinDir", std::string(kApp) + "bin\\"}, {{}, u"SameDir", kApp},
+      {{}, u"DocsDir", std::string(kApp) + "Documentation\\"}, {{}, u"DataDir", std::string(kApp) + "App Data\\"},
       {{}, u"NoSuchDir", "<error 267>"},
       {{u"SHORTFILENAMES=1"}, u"DocsDir", "C:\\Program Files\\VENDOR\\APPDIR\\DOCS\\"},
       {{u"SHORTFILENAMES=1"}, u"DataDir", "C:\\Program Files\\VENDOR\\APPDIR\\DATA\\"},
       {{u"INSTALLDIR=D:\\Apps\\X"}, u"DocsDir", "D:\\Apps\\X\\Documentation\\"},
       {{u"INSTALLDIR=D:\\Apps\\X"}, u"VendorDir", "C:\\Program Files\\Some Vendor\\"},
       {{u"ProgramFilesFolder=E:\\"}, u"BinDir", "E:\\Some Vendor\\Some App\\bin\\"},
-      {{u"TARGETDIR=F:\\Root"}, u"TARGETDIR", "F:\\Root\\"},
-      {{u"ROOTDRIVE=G:\\"}, u"TARGETDIR", "G:\\"},
+      {{u"TARGETDIR=F:\\Root"}, u"TARGETDIR", "F:\\Root\\"}, {{u"ROOTDRIVE=G:\\"}, u"TARGETDIR", "G:\\"},
   };
   for (const Case& c : cases) {
     session_.close();

@@ -103,13 +103,9 @@ TEST_F(RegistryTest, EveryTypeComesBackAsWritten) {
   const BYTE binary[] = {0, 1, 0xFE, 0xFF, '\n', '\t'};
   struct Case { const char16_t* name; DWORD type; const void* data; DWORD size; };
   const Case cases[] = {
-      {u"", REG_SZ, u"default", 16},
-      {u"Path", REG_EXPAND_SZ, u"%ProgramFiles%\\X", 34},
-      {u"List", REG_MULTI_SZ, multi, sizeof multi},
-      {u"Count", REG_DWORD, &dword, 4},
-      {u"Big", REG_QWORD, &qword, 8},
-      {u"Blob\twith\\tab", REG_BINARY, binary, sizeof binary},
-      {u"Empty", REG_BINARY, nullptr, 0},
+      {u"", REG_SZ, u"default", 16}, {u"Path", REG_EXPAND_SZ, u"%ProgramFiles%\\X", 34},
+      {u"List", REG_MULTI_SZ, multi, sizeof multi}, {u"Count", REG_DWORD, &dword, 4}, {u"Big", REG_QWORD, &qword, 8},
+      {u"Blob\twith\\tab", REG_BINARY, binary, sizeof binary}, {u"Empty", REG_BINARY, nullptr, 0},
   };
   HKEY key = create(HKEY_LOCAL_MACHINE, u"Software\\Types");
   for (const Case& c : cases) {
