@@ -12,15 +12,9 @@ namespace {
 using emulated::installer::evaluateCondition;
 using emulated::installer::kMaxConditionDepth;
 
-std::string resultName(MSICONDITION result) {
-  switch (result) {
-    case MSICONDITION_FALSE: return "false";
-    case MSICONDITION_TRUE: return "true";
-    case MSICONDITION_NONE: return "none";
-    case MSICONDITION_ERROR: return "error";
-  }
-  return "?";
-}
+// MSICONDITION_FALSE, _TRUE, _NONE and _ERROR are 0 to 3.
+const char* const kResults[] = {"false", "true", "none", "error"};
+std::string resultName(MSICONDITION result) { return result >= 0 && result <= 3 ? kResults[result] : "?"; }
 
 std::string evaluate(const std::u16string& text) {
   static const facts_table::FactsTable facts;
@@ -42,7 +36,7 @@ TEST(ConditionTable, EveryRowGivesItsDocumentedResult) {
   }
 }
 
-TEST(ConditionDepth, NestingUpToTheLimitEvaluatesAndDeeperIsAnError) {
+TEST(ConditionDepth, NestingUpToTheLimitEvaluatesDeeperIsAnErrorAndFlatChainsNeedNoDepth) {
   const int limit = kMaxConditionDepth;
   EXPECT_EQ(evaluate(repeat(u"(", limit) + u"ProductName" + repeat(u")", limit)), "true");
   EXPECT_EQ(evaluate(repeat(u"(", limit + 1) + u"ProductName" + repeat(u")", limit + 1)), "error");
@@ -50,9 +44,7 @@ TEST(ConditionDepth, NestingUpToTheLimitEvaluatesAndDeeperIsAnError) {
   EXPECT_EQ(evaluate(repeat(u"NOT ", 100000) + u"1"), "error");
   EXPECT_EQ(evaluate(repeat(u"(", 100000)), "error");
   EXPECT_EQ(evaluate(repeat(u"(NOT ", limit / 2) + u"1" + repeat(u")", limit / 2)), "true");
-}
-
-TEST(ConditionDepth, LongFlatChainsNeedNoDepth) {
+  // Long flat chains need no depth.
   EXPECT_EQ(evaluate(u"1" + repeat(u" AND 1", 100000)), "true");
   EXPECT_EQ(evaluate(u"0" + repeat(u" OR 0 XOR 0 EQV 0 IMP 0", 20000)), "false");
 }

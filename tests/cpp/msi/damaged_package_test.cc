@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 #include "../support/test_packages.h"
 #include "install/msi/msi_package_info_interface.h"
@@ -46,24 +47,21 @@ std::string fatEntryChanged(std::string bytes) {
   return bytes;
 }
 
-std::string columnsStream(const std::string& hostPath) {
+// The bytes of a package's _Columns stream (or why not), and its first mini sector.
+std::pair<std::string, std::uint32_t> columnsStream(const std::string& hostPath) {
   std::string problem, bytes;
   bool missing = false;
   auto file = CompoundFile::open(hostPath, problem, missing);
-  if (!file) return "unreadable: " + problem;
-  const CompoundFile::Stream* columns = file->find(emulated::packedTableStreamName("_Columns"));
-  if (columns == nullptr || !file->read(*columns, bytes)) return "no _Columns";
-  return bytes;
+  const CompoundFile::Stream* columns = file ? file->find(emulated::packedTableStreamName("_Columns")) : nullptr;
+  if (columns == nullptr || !file->read(*columns, bytes)) return {"unreadable: " + problem, 0};
+  return {bytes, columns->start};
 }
 
 // wixl writes the mini stream as one run of sectors, so the file sector of
 // a mini sector is plain arithmetic; the test checks that it hit.
 std::string columnsSectorZeroed(std::string bytes) {
-  std::string problem;
-  bool missing = false;
-  auto file = CompoundFile::open(fixtureHostPath("product"), problem, missing);
-  const CompoundFile::Stream* columns = file->find(emulated::packedTableStreamName("_Columns"));
-  const std::size_t sector = miniStreamStart(bytes) + columns->start * kMiniSector / kSector;
+  const std::uint32_t start = columnsStream(fixtureHostPath("product")).second;
+  const std::size_t sector = miniStreamStart(bytes) + start * kMiniSector / kSector;
   std::fill_n(&bytes[sectorOffset(std::uint32_t(sector))], kSector, '\0');
   return bytes;
 }
@@ -92,9 +90,9 @@ TEST(DamagedPackage, GetsTheDocumentedCodesAndNeverReachesLibmsi) {
   }
   // The zeroed sector is the catalogue's, in a compound file that is sound.
   MachineFile zeroed("zeroed-check.msi", cases[1].bytes);
-  const std::string columns = columnsStream(zeroed.hostPath);
-  EXPECT_EQ(columns.size(), columnsStream(fixtureHostPath("product")).size());
-  EXPECT_NE(columns, columnsStream(fixtureHostPath("product")));
+  const std::string columns = columnsStream(zeroed.hostPath).first, sound = columnsStream(fixtureHostPath("product")).first;
+  EXPECT_EQ(columns.size(), sound.size());
+  EXPECT_NE(columns, sound);
 }
 
 // The check refuses no package that wixl and libmsi wrote.
