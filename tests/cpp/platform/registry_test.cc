@@ -15,9 +15,12 @@ namespace {
 
 class RegistryTest : public test_support::TempMachineTest {
  protected:
+  static LONG make(HKEY parent, const char16_t* path, HKEY* key, REGSAM access = KEY_ALL_ACCESS, DWORD* disposition = nullptr) {
+    return RegCreateKeyExW(parent, path, 0, nullptr, 0, access, nullptr, key, disposition);
+  }
   HKEY create(HKEY parent, const char16_t* path, REGSAM access = KEY_ALL_ACCESS, DWORD* disposition = nullptr) {
     HKEY key = nullptr;
-    EXPECT_EQ(RegCreateKeyExW(parent, path, 0, nullptr, 0, access, nullptr, &key, disposition), ERROR_SUCCESS);
+    EXPECT_EQ(make(parent, path, &key, access, disposition), ERROR_SUCCESS);
     return key;
   }
   static LONG setString(HKEY key, const char16_t* name, const std::u16string& text, DWORD type = REG_SZ) {
@@ -158,8 +161,7 @@ TEST_F(RegistryTest, AccessRightsOfTheHandleAreEnforced) {
   EXPECT_EQ(setString(reader, u"v", u"x"), ERROR_ACCESS_DENIED);
   EXPECT_EQ(RegDeleteValueW(reader, u"v"), ERROR_ACCESS_DENIED);
   HKEY child = nullptr;
-  EXPECT_EQ(RegCreateKeyExW(reader, u"Child", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &child, nullptr),
-            ERROR_ACCESS_DENIED);
+  EXPECT_EQ(make(reader, u"Child", &child), ERROR_ACCESS_DENIED);
   RegCloseKey(reader);
   HKEY writer = create(HKEY_LOCAL_MACHINE, u"Software\\Locked", KEY_SET_VALUE);
   EXPECT_EQ(setString(writer, u"v", u"x"), ERROR_SUCCESS);
@@ -174,16 +176,14 @@ TEST_F(RegistryTest, TwoProcessesWritingOneKeyLoseNothing) {
   constexpr int kValues = 60;
   RegCloseKey(create(HKEY_LOCAL_MACHINE, u"Software\\Shared"));
   ASSERT_TRUE(inProcesses(2, [](int p) {
+    const std::u16string sub = u"Software\\Shared\\" + std::u16string(1, static_cast<char16_t>(u'A' + p));
     bool ok = true;
-    for (int i = 0; i < kValues; ++i) {
+    for (int i = 0; ok && i < kValues; ++i) {
       HKEY key = nullptr, own = nullptr;
-      const std::u16string sub = u"Software\\Shared\\" + std::u16string(1, static_cast<char16_t>(u'A' + p));
       const std::string name = std::to_string(p) + "-" + std::to_string(i);
-      ok = ok && RegCreateKeyExW(HKEY_LOCAL_MACHINE, u"Software\\Shared", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
-                                 &key, nullptr) == ERROR_SUCCESS;
-      ok = ok && setString(key, std::u16string(name.begin(), name.end()).c_str(), u"value") == ERROR_SUCCESS;
-      ok = ok && RegCreateKeyExW(HKEY_LOCAL_MACHINE, sub.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &own,
-                                 nullptr) == ERROR_SUCCESS;
+      ok = make(HKEY_LOCAL_MACHINE, u"Software\\Shared", &key) == ERROR_SUCCESS &&
+           setString(key, std::u16string(name.begin(), name.end()).c_str(), u"value") == ERROR_SUCCESS &&
+           make(HKEY_LOCAL_MACHINE, sub.c_str(), &own) == ERROR_SUCCESS;
       RegCloseKey(key);
       RegCloseKey(own);
     }
@@ -191,17 +191,16 @@ TEST_F(RegistryTest, TwoProcessesWritingOneKeyLoseNothing) {
   }));
   HKEY key = nullptr;
   ASSERT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, u"Software\\Shared", 0, KEY_READ, &key), ERROR_SUCCESS);
-  DWORD count = 0;
-  WCHAR name[16];
-  DWORD size = 16;
-  while (RegEnumValueW(key, count, name, &size, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS) {
-    ++count;
-    size = 16;
-  }
-  EXPECT_EQ(count, 2u * kValues);
-  size = 16;
-  EXPECT_EQ(RegEnumKeyExW(key, 1, name, &size, nullptr, nullptr, nullptr, nullptr), ERROR_SUCCESS);
-  EXPECT_EQ(RegEnumKeyExW(key, 2, name, &size, nullptr, nullptr, nullptr, nullptr), ERROR_NO_MORE_ITEMS);
+  // The names are unique, so the enumeration ends right after the last of them.
+  auto enumerated = [key](auto enumerate, DWORD index) {
+    WCHAR name[16];
+    DWORD size = 16;
+    return enumerate(key, index, name, &size, nullptr, nullptr, nullptr, nullptr);
+  };
+  EXPECT_EQ(enumerated(RegEnumValueW, 2 * kValues - 1), ERROR_SUCCESS);
+  EXPECT_EQ(enumerated(RegEnumValueW, 2 * kValues), ERROR_NO_MORE_ITEMS);
+  EXPECT_EQ(enumerated(RegEnumKeyExW, 1), ERROR_SUCCESS);
+  EXPECT_EQ(enumerated(RegEnumKeyExW, 2), ERROR_NO_MORE_ITEMS);
   RegCloseKey(key);
 }
 
