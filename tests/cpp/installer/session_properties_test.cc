@@ -63,29 +63,10 @@ TEST_F(SessionProperties, OnAConfiguredMachineWithTheProductInstalled) {
   });
 }
 
-TEST_F(SessionProperties, SetReplacesAndEmptyRemoves) {
-  open();
-  set(u"ProductName", u"Renamed");
-  set(u"NEWPROP", u"x");
-  EXPECT_EQ(property(u"ProductName"), "Renamed");
-  EXPECT_EQ(property(u"NEWPROP"), "x");
-  set(u"NEWPROP", u"");
-  EXPECT_EQ(property(u"NEWPROP"), "");
-  EXPECT_EQ(MsiSetPropertyW(session_, u"", u"x"), static_cast<UINT>(ERROR_FUNCTION_FAILED));
-  EXPECT_EQ(MsiSetPropertyW(session_, nullptr, u"x"), static_cast<UINT>(ERROR_INVALID_PARAMETER));
-}
-
 // ProductName is "Session Sample", 14 characters.
 TEST_F(SessionProperties, GetPropertySizing) {
   open();
-  struct Case {
-    const char16_t* name;
-    bool buffer;
-    DWORD size;
-    UINT code;
-    DWORD sizeAfter;
-    const char* text;
-  } cases[] = {
+  struct Case { const char16_t* name; bool buffer; DWORD size; UINT code; DWORD after; const char* text; } cases[] = {
       {u"ProductName", false, 0, ERROR_SUCCESS, 14, nullptr},
       {u"ProductName", true, 0, ERROR_MORE_DATA, 14, "untouched"},
       {u"ProductName", true, 14, ERROR_MORE_DATA, 14, "Session Sampl"},
@@ -97,7 +78,7 @@ TEST_F(SessionProperties, GetPropertySizing) {
     buffer.resize(32, u'\0');
     DWORD size = c.size;
     EXPECT_EQ(MsiGetPropertyW(session_, c.name, c.buffer ? buffer.data() : nullptr, &size), c.code) << c.size;
-    EXPECT_EQ(size, c.sizeAfter) << c.size;
+    EXPECT_EQ(size, c.after) << c.size;
     if (c.text != nullptr) {
       EXPECT_EQ(emulated::utf16ToUtf8(buffer.c_str()), c.text) << c.size;
     }
@@ -127,18 +108,25 @@ TEST_F(SessionProperties, OpenGivesTheDocumentedCodes) {
   EXPECT_EQ(MsiOpenPackageW(nullptr, &handle), static_cast<UINT>(ERROR_INVALID_PARAMETER));
 }
 
-TEST_F(SessionProperties, SessionsOnOnePackageAreIndependentUntilClosed) {
-  Handle first, second;
-  ASSERT_EQ(MsiOpenPackageW(packagePath().c_str(), first.out()), ERROR_SUCCESS);
-  ASSERT_EQ(MsiOpenPackageW(packagePath().c_str(), second.out()), ERROR_SUCCESS);
-  ASSERT_EQ(MsiSetPropertyW(first, u"ONLYFIRST", u"1"), ERROR_SUCCESS);
+// A set replaces, an empty value removes, and only in its own session.
+TEST_F(SessionProperties, SetChangesItsOwnSessionUntilClosed) {
+  open();
+  Handle other;
+  ASSERT_EQ(MsiOpenPackageW(packagePath().c_str(), other.out()), ERROR_SUCCESS);
+  set(u"ProductName", u"Renamed");
+  set(u"NEWPROP", u"x");
+  EXPECT_EQ(property(u"ProductName") + property(u"NEWPROP"), "Renamedx");
   DWORD size = 0;
-  EXPECT_EQ(MsiGetPropertyW(second, u"ONLYFIRST", nullptr, &size), ERROR_SUCCESS);
+  EXPECT_EQ(MsiGetPropertyW(other, u"NEWPROP", nullptr, &size), ERROR_SUCCESS);
   EXPECT_EQ(size, 0u);
-  const MSIHANDLE closed = first.value;
-  EXPECT_EQ(first.close(), ERROR_SUCCESS);
-  EXPECT_EQ(MsiGetPropertyW(closed, u"ONLYFIRST", nullptr, &size), static_cast<UINT>(ERROR_INVALID_HANDLE));
-  EXPECT_EQ(MsiGetPropertyW(second, u"ProductName", nullptr, &size), ERROR_SUCCESS);
+  set(u"NEWPROP", u"");
+  EXPECT_EQ(property(u"NEWPROP"), "");
+  EXPECT_EQ(MsiSetPropertyW(session_, u"", u"x"), static_cast<UINT>(ERROR_FUNCTION_FAILED));
+  EXPECT_EQ(MsiSetPropertyW(session_, nullptr, u"x"), static_cast<UINT>(ERROR_INVALID_PARAMETER));
+  const MSIHANDLE closed = session_.value;
+  EXPECT_EQ(session_.close(), ERROR_SUCCESS);
+  EXPECT_EQ(MsiGetPropertyW(closed, u"ProductName", nullptr, &size), static_cast<UINT>(ERROR_INVALID_HANDLE));
+  EXPECT_EQ(MsiGetPropertyW(other, u"ProductName", nullptr, &size), ERROR_SUCCESS);
 }
 
 }  // namespace

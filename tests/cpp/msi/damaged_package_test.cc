@@ -68,10 +68,8 @@ std::string columnsSectorZeroed(std::string bytes) {
 
 TEST(DamagedPackage, GetsTheDocumentedCodesAndNeverReachesLibmsi) {
   const std::string original = test_packages::readBytes(fixtureHostPath("product"));
-  const struct {
-    const char* name;
-    std::string bytes;
-  } cases[] = {{"fat-entry.msi", fatEntryChanged(original)}, {"zeroed-columns.msi", columnsSectorZeroed(original)}};
+  const struct { const char* name; std::string bytes; } cases[] = {
+      {"fat-entry.msi", fatEntryChanged(original)}, {"zeroed-columns.msi", columnsSectorZeroed(original)}};
   for (const auto& damage : cases) {
     SCOPED_TRACE(damage.name);
     MachineFile file(damage.name, damage.bytes);
