@@ -1,5 +1,5 @@
-// Conditions: the documented table of tests/fixtures/conditions.tsv, and
-// texts built to be too deep or too long for a recursive parser.
+// Conditions: the documented table of tests/fixtures/conditions.tsv, and texts built to be too deep or too long for a
+// recursive parser.
 #include <gtest/gtest.h>
 
 #include <string>

@@ -1,7 +1,6 @@
-// The costing actions: the directory tree resolved from TARGETDIR and the
-// folder properties, and the feature and component states chosen from
-// INSTALLLEVEL, the feature levels, the Condition table, the preselecting
-// properties and the store of installed products.
+// The costing actions: the directory tree resolved from TARGETDIR and the folder properties, and the feature and
+// component states chosen from INSTALLLEVEL, the feature levels, the Condition table, the preselecting properties and
+// the store of installed products.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -42,8 +41,8 @@ class Costing : public session_test::SessionTest {
     return code == ERROR_SUCCESS ? emulated::utf16ToUtf8(path) : "<error " + std::to_string(code) + ">";
   }
 
-  // The installed and action state of each name as two letters, blank-separated:
-  // V advertised (1), A absent (2), L local (3), S source (4), - none.
+  // The installed and action state of each name as two letters, blank-separated: V advertised (1), A absent (2), L
+  // local (3), S source (4), - none.
   static char letter(INSTALLSTATE state) { return state >= 1 && state <= 4 ? "VALS"[state - 1] : '-'; }
   template <class Query>
   std::string states(std::initializer_list<const char16_t*> names, Query query) const {
@@ -110,9 +109,8 @@ TEST_F(Costing, ATreeThatCannotBeResolvedFailsCostFinalize) {
   }
 }
 
-// Features in the order Complete, Tools (1), Manuals (3), Expert (1000),
-// Disabled (0), Lifted (500, 1 when VersionNT >= 600), Dropped (1, 0 when
-// DROPIT), ExpertHelp (1, under Expert).
+// Features in the order Complete, Tools (1), Manuals (3), Expert (1000), Disabled (0), Lifted (500, 1 when VersionNT
+// >= 600), Dropped (1, 0 when DROPIT), ExpertHelp (1, under Expert).
 TEST_F(Costing, ChoosesFeatureStates) {
   struct Case { const char* config; std::vector<std::u16string> properties; std::string features; } cases[] = {
       {"", {}, "AL AL A- A- A- AL AL A-"},

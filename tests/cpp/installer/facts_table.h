@@ -1,5 +1,5 @@
-// A session for the condition and format tests: the facts of
-// tests/fixtures/conditions.tsv held in one map, and that file's table rows.
+// A session for the condition and format tests: the facts of tests/fixtures/conditions.tsv held in one map, and that
+// file's table rows.
 #pragma once
 
 #include <fstream>

@@ -1,5 +1,5 @@
-// Formatted text: the documented rules of "Formatted" and MsiFormatRecord,
-// against the session facts and the format rows of tests/fixtures/conditions.tsv.
+// Formatted text: the documented rules of "Formatted" and MsiFormatRecord, against the session facts and the format
+// rows of tests/fixtures/conditions.tsv.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -60,8 +60,7 @@ TEST(FormattedText, HostileNestingStaysBounded) {
     open += u"{[";
     close += u"]}";
   }
-  // Beyond the depth limit the text is plain, names no property, and every
-  // group around it vanishes.
+  // Beyond the depth limit the text is plain, names no property, and every group around it vanishes.
   EXPECT_EQ(formatText(open + u"ProductName" + close, facts(), kFields), u"");
   EXPECT_EQ(formatText(open + u"[1]", kFields), open + u"one");
   std::u16string nested = u"ProductName";

@@ -1,6 +1,5 @@
-// Opening a package into a session, and the properties the session holds:
-// the package's own, and the system properties of a default and of a
-// configured machine.
+// Opening a package into a session, and the properties the session holds: the package's own, and the system
+// properties of a default and of a configured machine.
 #include <gtest/gtest.h>
 
 #include "platform/emulated/products/installed_products.h"
@@ -21,8 +20,8 @@ class SessionProperties : public session_test::SessionTest {
   }
 };
 
-// A 32-bit Windows 10 with an administrator logged on; the package is
-// per-machine (ALLUSERS=1), so the shared shell folders.
+// A 32-bit Windows 10 with an administrator logged on; the package is per-machine (ALLUSERS=1), so the shared shell
+// folders.
 TEST_F(SessionProperties, OnADefaultMachine) {
   expectAll({
       {u"ProductCode", "{7A2E4C10-5B3D-4F6E-8A91-B2C3D4E5F607}"}, {u"ProductName", "Session Sample"},

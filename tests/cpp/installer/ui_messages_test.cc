@@ -1,6 +1,5 @@
-// The external UI and the log of the emulated Windows Installer: what
-// reaches the handler and what it answers, the ACTIONSTART texts, and the
-// log lines each mode selects.
+// The external UI and the log of the emulated Windows Installer: what reaches the handler and what it answers, the
+// ACTIONSTART texts, and the log lines each mode selects.
 #include "platform/emulated/installer/ui_messages.h"
 
 #include <gtest/gtest.h>

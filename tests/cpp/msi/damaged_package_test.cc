@@ -1,9 +1,7 @@
-// Damaged packages get error codes, never a crash. The two corruptions
-// that killed the process inside libmsi are made here from the wixl-built
-// test package: one FAT entry changed, so the streams of the mini stream
-// read other streams' bytes (libmsi crashed while opening, on a null
-// stream name); and the sector holding the column catalogue zeroed, which
-// leaves the compound file sound (libmsi crashed in its query parser).
+// Damaged packages get error codes, never a crash. The two corruptions that killed the process inside libmsi are made
+// here from the wixl-built test package: one FAT entry changed, so the streams of the mini stream read other streams'
+// bytes (libmsi crashed while opening, on a null stream name); and the sector holding the column catalogue zeroed,
+// which leaves the compound file sound (libmsi crashed in its query parser).
 #include <dirent.h>
 #include <gtest/gtest.h>
 
@@ -57,8 +55,8 @@ std::pair<std::string, std::uint32_t> columnsStream(const std::string& hostPath)
   return {bytes, columns->start};
 }
 
-// wixl writes the mini stream as one run of sectors, so the file sector of
-// a mini sector is plain arithmetic; the test checks that it hit.
+// wixl writes the mini stream as one run of sectors, so the file sector of a mini sector is plain arithmetic; the
+// test checks that it hit.
 std::string columnsSectorZeroed(std::string bytes) {
   const std::uint32_t start = columnsStream(fixtureHostPath("product")).second;
   const std::size_t sector = miniStreamStart(bytes) + start * kMiniSector / kSector;

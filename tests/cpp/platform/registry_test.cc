@@ -1,6 +1,5 @@
-// The emulated registry through the advapi32 functions: result codes, the
-// two-call sizing, names without regard to case, the value types, and two
-// processes writing one key at once.
+// The emulated registry through the advapi32 functions: result codes, the two-call sizing, names without regard to
+// case, the value types, and two processes writing one key at once.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -170,8 +169,7 @@ TEST_F(RegistryTest, AccessRightsOfTheHandleAreEnforced) {
   RegCloseKey(writer);
 }
 
-// Each process sets its own values in one key, one call at a time: every
-// value of both must be there at the end.
+// Each process sets its own values in one key, one call at a time: every value of both must be there at the end.
 TEST_F(RegistryTest, TwoProcessesWritingOneKeyLoseNothing) {
   constexpr int kValues = 60;
   RegCloseKey(create(HKEY_LOCAL_MACHINE, u"Software\\Shared"));

@@ -1,8 +1,7 @@
-// The SQL check in front of libmsi: texts that crashed, hung or overflowed
-// the stack inside libmsi's parser are refused with 1615, and the texts
-// Windows accepts (those the add-on's services run among them) still open.
-// Each text goes through the check alone and through MsiDatabaseOpenViewW
-// on a real package, where a text that slipped through would crash.
+// The SQL check in front of libmsi: texts that crashed, hung or overflowed the stack inside libmsi's parser are
+// refused with 1615, and the texts Windows accepts (those the add-on's services run among them) still open. Each text
+// goes through the check alone and through MsiDatabaseOpenViewW on a real package, where a text that slipped through
+// would crash.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -21,8 +20,8 @@ using test_packages::fixture;
 constexpr UINT kOk = ERROR_SUCCESS;
 constexpr UINT kBad = ERROR_BAD_QUERY_SYNTAX;
 
-// The code from the check; each text that passes opens a view on the product
-// package, but for the one naming a missing table.
+// The code from the check; each text that passes opens a view on the product package, but for the one naming a
+// missing table.
 struct Row { std::string sql; UINT code; };
 
 std::string repeated(const std::string& head, const std::string& term, const std::string& joint, int count,
@@ -134,9 +133,8 @@ TEST_F(SqlCheck, EachTextGetsItsCodeFromTheCheckAndFromOpenView) {
   }
 }
 
-// Every cut of a valid text: those that end inside a quote or after a minus
-// are refused, none reaches libmsi to crash or hang it, and the only code
-// that is not libmsi's own answer is 1615.
+// Every cut of a valid text: those that end inside a quote or after a minus are refused, none reaches libmsi to crash
+// or hang it, and the only code that is not libmsi's own answer is 1615.
 TEST_F(SqlCheck, EveryPrefixOfAValidTextIsSafe) {
   const std::string texts[] = {
       "SELECT `Value` FROM `Property` WHERE `Property` = 'ProductName' AND `Value` <> ''",
