@@ -2,12 +2,12 @@
 // here from the wixl-built test package: one FAT entry changed, so the streams of the mini stream read other streams'
 // bytes (libmsi crashed while opening, on a null stream name); and the sector holding the column catalogue zeroed,
 // which leaves the compound file sound (libmsi crashed in its query parser).
-#include <dirent.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <filesystem>
 #include <utility>
 
 #include "../support/test_packages.h"
@@ -93,18 +93,13 @@ TEST(DamagedPackage, GetsTheDocumentedCodesAndNeverReachesLibmsi) {
 
 // The check refuses no package that wixl and libmsi wrote.
 TEST(DamagedPackage, EveryTestPackageIsSound) {
-  DIR* directory = ::opendir(MSI_FIXTURE_DIR);
-  ASSERT_NE(directory, nullptr);
   int checked = 0;
-  while (const dirent* entry = ::readdir(directory)) {
-    const std::string name = entry->d_name;
-    if (name.size() < 4 || name.compare(name.size() - 4, 4, ".msi") != 0) continue;
+  for (const auto& entry : std::filesystem::directory_iterator(MSI_FIXTURE_DIR)) {
+    if (entry.path().extension() != ".msi") continue;
     std::string problem;
-    EXPECT_EQ(checkPackageFile(std::string(MSI_FIXTURE_DIR) + "/" + name, problem), PackageVerdict::sound)
-        << name << ": " << problem;
+    EXPECT_EQ(checkPackageFile(entry.path().string(), problem), PackageVerdict::sound) << entry.path() << ": " << problem;
     ++checked;
   }
-  ::closedir(directory);
   EXPECT_GT(checked, 10);
 }
 
