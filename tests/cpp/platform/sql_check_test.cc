@@ -78,6 +78,8 @@ const std::vector<Row>& rows() {
       {"SELECT * FROM Media WHERE Cabinet = '" + std::string(emulated::kMaxSqlBytes, 'x') + "'", kBad},
       {createTable(32), kOk}, {createTable(33), kBad},
       // Valid texts: the queries of the add-on's services first.
+      {"SELECT `Value` FROM `Property` WHERE `Property` = 'ProductName' AND `Value` <> ''", kOk},
+      {"SELECT * FROM Media WHERE (DiskId > -1 OR Cabinet IS NOT NULL) ORDER BY DiskId", kOk},
       {"SELECT Property.Value FROM Property WHERE Property.Property=?", kOk},
       {"SELECT Directory.DefaultDir,Directory.Directory_Parent FROM Directory WHERE Directory.Directory=?", kOk},
       {"SELECT Media.Cabinet FROM Media", kOk},
@@ -120,7 +122,7 @@ class SqlCheck : public ::testing::Test {
   Handle database;
 };
 
-TEST_F(SqlCheck, EachTextGetsItsCodeFromTheCheckAndFromOpenView) {
+TEST_F(SqlCheck, EachTextAndEachCutOfAValidOneGetsItsCodeFromTheCheckAndFromOpenView) {
   for (const Row& row : rows()) {
     const std::string shown = row.sql.substr(0, 80);
     EXPECT_EQ(emulated::checkSql(row.sql), row.code) << shown;
@@ -130,27 +132,17 @@ TEST_F(SqlCheck, EachTextGetsItsCodeFromTheCheckAndFromOpenView) {
     if (row.code == kBad) EXPECT_EQ(opened, kBad) << shown;
     const bool opens = row.code == kOk && row.sql.find("NoSuchTable") == std::string::npos;
     EXPECT_EQ(opened == kOk, opens) << shown << " gave " << opened;
-  }
-}
-
-// Every cut of a valid text: those that end inside a quote or after a minus are refused, none reaches libmsi to crash
-// or hang it, and the only code that is not libmsi's own answer is 1615.
-TEST_F(SqlCheck, EveryPrefixOfAValidTextIsSafe) {
-  const std::string texts[] = {
-      "SELECT `Value` FROM `Property` WHERE `Property` = 'ProductName' AND `Value` <> ''",
-      "SELECT * FROM Media WHERE (DiskId > -1 OR Cabinet IS NOT NULL) ORDER BY DiskId",
-  };
-  for (const std::string& text : texts) {
-    for (size_t length = 0; length <= text.size(); ++length) {
-      const std::string prefix = text.substr(0, length);
-      const UINT checked = emulated::checkSql(prefix);
-      const UINT opened = openView(prefix);
-      if (checked == kBad) EXPECT_EQ(opened, kBad) << prefix;
+    // Every cut of a valid text: those that end inside a quote or after a minus are refused, none reaches libmsi to
+    // crash or hang it, and the only code that is not libmsi's own answer is 1615.
+    if (row.code != kOk || row.sql.size() > 120) continue;
+    for (size_t length = 0; length < row.sql.size(); ++length) {
+      const std::string prefix = row.sql.substr(0, length);
+      const UINT checked = emulated::checkSql(prefix), cutOpened = openView(prefix);
+      if (checked == kBad) EXPECT_EQ(cutOpened, kBad) << prefix;
       const size_t quotes = std::count(prefix.begin(), prefix.end(), '\'');
       const size_t graves = std::count(prefix.begin(), prefix.end(), '`');
       if (quotes % 2 == 1 || graves % 2 == 1 || prefix.back() == '-') EXPECT_EQ(checked, kBad) << prefix;
     }
-    EXPECT_EQ(openView(text), kOk) << text;
   }
 }
 
