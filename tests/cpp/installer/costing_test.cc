@@ -113,16 +113,12 @@ TEST_F(Costing, ATreeThatCannotBeResolvedFailsCostFinalize) {
 // >= 600), Dropped (1, 0 when DROPIT), ExpertHelp (1, under Expert).
 TEST_F(Costing, ChoosesFeatureStates) {
   struct Case { const char* config; std::vector<std::u16string> properties; std::string features; } cases[] = {
-      {"", {}, "AL AL A- A- A- AL AL A-"},
-      {"", {u"INSTALLLEVEL=3"}, "AL AL AL A- A- AL AL A-"},
-      {"", {u"INSTALLLEVEL=1000"}, "AL AL AL AL A- AL AL AL"},
-      {"", {u"DROPIT=1"}, "AL AL A- A- A- AL A- A-"},
-      {"windowsMajor=5\n", {}, "AL AL A- A- A- A- AL A-"},
-      {"", {u"ADDLOCAL=ExpertHelp"}, "AL A- A- AL A- A- A- AL"},
+      {"", {}, "AL AL A- A- A- AL AL A-"}, {"", {u"INSTALLLEVEL=3"}, "AL AL AL A- A- AL AL A-"},
+      {"", {u"INSTALLLEVEL=1000"}, "AL AL AL AL A- AL AL AL"}, {"", {u"DROPIT=1"}, "AL AL A- A- A- AL A- A-"},
+      {"windowsMajor=5\n", {}, "AL AL A- A- A- A- AL A-"}, {"", {u"ADDLOCAL=ExpertHelp"}, "AL A- A- AL A- A- A- AL"},
       {"", {u"ADDLOCAL=ALL"}, "AL AL AL AL A- AL AL AL"},
       {"", {u"ADDLOCAL=ALL", u"REMOVE=Tools,Manuals"}, "AL A- A- AL A- AL AL AL"},
-      {"", {u"ADDSOURCE=Manuals"}, "AS A- AS A- A- A- A- A-"},
-      {"", {u"REMOVE=ALL"}, "A- A- A- A- A- A- A- A-"},
+      {"", {u"ADDSOURCE=Manuals"}, "AS A- AS A- A- A- A- A-"}, {"", {u"REMOVE=ALL"}, "A- A- A- A- A- A- A- A-"},
   };
   for (const Case& c : cases) {
     session_.close();
@@ -142,8 +138,7 @@ TEST_F(Costing, KeepsOrRemovesAnInstalledProduct) {
   product.features = {{u"Complete", u"", INSTALLSTATE_LOCAL}, {u"Tools", u"Complete", INSTALLSTATE_LOCAL}};
   ASSERT_TRUE(emulated::saveInstalledProduct(product));
   struct Case { std::vector<std::u16string> properties; std::string features, components; } cases[] = {
-      {{}, "L- L- A- A- A- A- A- A-", "L- L- A-"},
-      {{u"REMOVE=ALL"}, "LA LA A- A- A- A- A- A-", "LA LA A-"},
+      {{}, "L- L- A- A- A- A- A- A-", "L- L- A-"}, {{u"REMOVE=ALL"}, "LA LA A- A- A- A- A- A-", "LA LA A-"},
       {{u"ADDLOCAL=Manuals"}, "L- L- AL A- A- A- A- A-", "L- L- AL"},
   };
   for (const Case& c : cases) {

@@ -155,8 +155,7 @@ TEST(SqlStatementKind, TheCheckDescribesWhatTheViewDoes) {
       {"SELECT * FROM Media, Property", Kind::Select, false, ""},
       {"INSERT INTO T (A) VALUES ('TEMPORARY')", Kind::Write, false, ""},
       {"INSERT INTO T (A) VALUES (1) TEMPORARY", Kind::Write, true, ""},
-      {"ALTER TABLE T FREE", Kind::Write, false, ""},
-      {"SELECT '", Kind::Other, false, ""},
+      {"ALTER TABLE T FREE", Kind::Write, false, ""}, {"SELECT '", Kind::Other, false, ""},
   };
   for (const Case& c : cases) {
     const emulated::SqlStatement statement = emulated::classifySql(c.sql);
