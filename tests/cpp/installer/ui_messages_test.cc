@@ -80,9 +80,7 @@ TEST_F(UiTest, FilterDecidesWhatReachesTheHandlerAndItsAnswerComesBack) {
     EXPECT_EQ(got.value(), c.delivered ? c.handlerAnswer : 0) << std::hex << c.type;
     EXPECT_EQ(got.cancelled(), c.cancelled) << std::hex << c.type;
     EXPECT_EQ(got.resultCode(), c.cancelled ? 1602u : 0u);
-    if (c.delivered) {
-      EXPECT_EQ(received[0].type, c.type);
-    }
+    EXPECT_TRUE(!c.delivered || received.at(0).type == c.type) << std::hex << c.type;
   }
   received.clear();
   MsiSetExternalUIW(recordingHandler, INSTALLLOGMODE_PROGRESS, &calls_);
@@ -96,7 +94,6 @@ TEST_F(UiTest, ActionStartTexts) {
   struct Case { const char16_t* action; const char16_t* description; int hour, minute, second; const char* expected; };
   const Case cases[] = {
       {u"CostFinalize", u"Computing the targets", 9, 5, 3, "Action 9:05:03: CostFinalize. Computing the targets"},
-      {u"CostFinalize", u"", 23, 59, 59, "Action 23:59:59: CostFinalize. "},
       {u"AppSearch", u"", 0, 0, 0, "Action 0:00:00: AppSearch. "},
       {u"Rollback", u"Undoes actions.", 12, 30, 0, "Action 12:30:00: Rollback. Undoes actions."},
   };
@@ -193,7 +190,7 @@ TEST_F(UiTest, AppendKeepsEarlierOperationsAndAFreshLogReplacesThem) {
   EXPECT_NE(logText().find("Return value 3."), std::string::npos);
 }
 
-TEST_F(UiTest, LogOnlyOnErrorKeepsTheLogOfAFailureOnly) {
+TEST_F(UiTest, LogOnlyOnErrorKeepsTheLogOfAFailureOnlyAndABadPathRunsWithout) {
   const DWORD mode = INSTALLLOGMODE_LOGONLYONERROR | INSTALLLOGMODE_INFO;
   ASSERT_EQ(MsiEnableLogW(mode, logPath().c_str(), 0), ERROR_SUCCESS);
   runOperation(ERROR_SUCCESS);
@@ -211,9 +208,7 @@ TEST_F(UiTest, LogOnlyOnErrorKeepsTheLogOfAFailureOnly) {
   ASSERT_EQ(MsiEnableLogW(mode, logPath().c_str(), INSTALLLOGATTRIBUTES_APPEND), ERROR_SUCCESS);
   runOperation(ERROR_SUCCESS);
   EXPECT_EQ(logText(), before);
-}
-
-TEST_F(UiTest, AnUnwritablePathRunsWithoutALog) {
+  // An unwritable path: the operation runs without a log.
   EXPECT_EQ(MsiEnableLogW(0, logPath().c_str(), 0), static_cast<UINT>(ERROR_INVALID_PARAMETER));
   ASSERT_EQ(MsiEnableLogW(INSTALLLOGMODE_VERBOSE, u"C:\\missing\\folder\\install.log", 0), ERROR_SUCCESS);
   MsiSetExternalUIW(recordingHandler, INSTALLLOGMODE_ERROR, &calls_);
