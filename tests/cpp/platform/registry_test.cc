@@ -22,16 +22,9 @@ class RegistryTest : public test_support::TempMachineTest {
     EXPECT_EQ(make(parent, path, &key, access, disposition), ERROR_SUCCESS);
     return key;
   }
-  static LONG setString(HKEY key, const char16_t* name, const std::u16string& text, DWORD type = REG_SZ) {
-    return RegSetValueExW(key, name, 0, type, reinterpret_cast<const BYTE*>(text.c_str()),
+  static LONG setString(HKEY key, const char16_t* name, const std::u16string& text) {
+    return RegSetValueExW(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
                           static_cast<DWORD>((text.size() + 1) * sizeof(WCHAR)));
-  }
-  static std::u16string getString(HKEY key, const char16_t* name) {
-    DWORD size = 0;
-    if (RegQueryValueExW(key, name, nullptr, nullptr, nullptr, &size) != ERROR_SUCCESS) return u"<missing>";
-    std::u16string text(size / sizeof(WCHAR), u'\0');
-    RegQueryValueExW(key, name, nullptr, nullptr, reinterpret_cast<LPBYTE>(text.data()), &size);
-    return text.substr(0, text.find(u'\0'));
   }
 };
 
