@@ -90,8 +90,12 @@ TEST_F(Costing, ResolvesTheNestedDirectoryTree) {
   EXPECT_EQ(emulated::utf16ToUtf8(session.filePath(u"readme", true)), std::string(kApp) + "README.TXT");
 }
 
-TEST_F(Costing, ADirectoryPathSetBeforeASecondCostingIsKept) {
+TEST_F(Costing, ComponentsFollowTheirFeaturesAndASecondCostingKeepsADirectorySetBeforeIt) {
   ASSERT_EQ(cost(), ERROR_SUCCESS);
+  EXPECT_EQ(componentStates(), "AL AL A-");
+  INSTALLSTATE installed, action;
+  EXPECT_EQ(MsiGetFeatureStateW(session_, u"Nope", &installed, &action), static_cast<UINT>(ERROR_UNKNOWN_FEATURE));
+  EXPECT_EQ(MsiGetComponentStateW(session_, u"Nope", &installed, &action), static_cast<UINT>(ERROR_UNKNOWN_COMPONENT));
   set(u"VendorDir", u"H:\\Vendor");
   ASSERT_EQ(runStandardAction(*findSession(session_), u"CostFinalize"), ERROR_SUCCESS);
   EXPECT_EQ(targetPath(u"INSTALLDIR"), "H:\\Vendor\\Some App\\");
@@ -147,14 +151,6 @@ TEST_F(Costing, KeepsOrRemovesAnInstalledProduct) {
     EXPECT_EQ(featureStates(), c.features);
     EXPECT_EQ(componentStates(), c.components);
   }
-}
-
-TEST_F(Costing, ComponentsFollowTheirFeatures) {
-  ASSERT_EQ(cost(), ERROR_SUCCESS);
-  EXPECT_EQ(componentStates(), "AL AL A-");
-  INSTALLSTATE installed, action;
-  EXPECT_EQ(MsiGetFeatureStateW(session_, u"Nope", &installed, &action), static_cast<UINT>(ERROR_UNKNOWN_FEATURE));
-  EXPECT_EQ(MsiGetComponentStateW(session_, u"Nope", &installed, &action), static_cast<UINT>(ERROR_UNKNOWN_COMPONENT));
 }
 
 }  // namespace
