@@ -76,8 +76,7 @@ TEST_F(Costing, ResolvesTheNestedDirectoryTree) {
       {{u"INSTALLDIR=D:\\Apps\\X"}, u"DocsDir", "D:\\Apps\\X\\Documentation\\"},
       {{u"INSTALLDIR=D:\\Apps\\X"}, u"VendorDir", "C:\\Program Files\\Some Vendor\\"},
       {{u"ProgramFilesFolder=E:\\"}, u"BinDir", "E:\\Some Vendor\\Some App\\bin\\"},
-      {{u"TARGETDIR=F:\\Root"}, u"TARGETDIR", "F:\\Root\\"}, {{u"ROOTDRIVE=G:\\"}, u"TARGETDIR", "G:\\"},
-  };
+      {{u"TARGETDIR=F:\\Root"}, u"TARGETDIR", "F:\\Root\\"}, {{u"ROOTDRIVE=G:\\"}, u"TARGETDIR", "G:\\"}};
   for (const Case& c : cases) {
     session_.close();
     ASSERT_EQ(cost(c.properties), ERROR_SUCCESS);
@@ -122,8 +121,7 @@ TEST_F(Costing, ChoosesFeatureStates) {
       {"windowsMajor=5\n", {}, "AL AL A- A- A- A- AL A-"}, {"", {u"ADDLOCAL=ExpertHelp"}, "AL A- A- AL A- A- A- AL"},
       {"", {u"ADDLOCAL=ALL"}, "AL AL AL AL A- AL AL AL"},
       {"", {u"ADDLOCAL=ALL", u"REMOVE=Tools,Manuals"}, "AL A- A- AL A- AL AL AL"},
-      {"", {u"ADDSOURCE=Manuals"}, "AS A- AS A- A- A- A- A-"}, {"", {u"REMOVE=ALL"}, "A- A- A- A- A- A- A- A-"},
-  };
+      {"", {u"ADDSOURCE=Manuals"}, "AS A- AS A- A- A- A- A-"}, {"", {u"REMOVE=ALL"}, "A- A- A- A- A- A- A- A-"}};
   for (const Case& c : cases) {
     session_.close();
     configure(c.config);
@@ -143,8 +141,7 @@ TEST_F(Costing, KeepsOrRemovesAnInstalledProduct) {
   ASSERT_TRUE(emulated::saveInstalledProduct(product));
   struct Case { std::vector<std::u16string> properties; std::string features, components; } cases[] = {
       {{}, "L- L- A- A- A- A- A- A-", "L- L- A-"}, {{u"REMOVE=ALL"}, "LA LA A- A- A- A- A- A-", "LA LA A-"},
-      {{u"ADDLOCAL=Manuals"}, "L- L- AL A- A- A- A- A-", "L- L- AL"},
-  };
+      {{u"ADDLOCAL=Manuals"}, "L- L- AL A- A- A- A- A-", "L- L- AL"}};
   for (const Case& c : cases) {
     session_.close();
     ASSERT_EQ(cost(c.properties), ERROR_SUCCESS);

@@ -34,8 +34,7 @@ TEST(FormattedText, EveryRowOfTheTableGivesItsText) {
     for (const facts_table::TableRow& row : facts().rows(kind)) {
       const std::u16string text = utf8ToUtf16(row.text);
       EXPECT_EQ(kind == "format-record" ? formatText(text, kFields) : formatText(text, facts(), kFields, options),
-                utf8ToUtf16(row.result))
-          << "conditions.tsv line " << row.line << ": " << row.text;
+                utf8ToUtf16(row.result)) << "conditions.tsv line " << row.line << ": " << row.text;
     }
   }
   EXPECT_EQ(formatText(u"a[~]b", facts()), std::u16string(u"a\0b", 3));

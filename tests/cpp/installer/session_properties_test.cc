@@ -37,8 +37,7 @@ TEST_F(SessionProperties, OnADefaultMachine) {
       {u"StartMenuFolder", "C:\\ProgramData\\Microsoft\\Windows\\Start Menu\\"}, {u"ROOTDRIVE", "C:\\"},
       {u"ComputerName", "ORNEL-PC"}, {u"LogonUser", "User"}, {u"UserLanguageID", "1033"},
       {u"SystemLanguageID", "1033"}, {u"Privileged", "1"}, {u"AdminUser", "1"}, {u"Intel", "6"}, {u"UILevel", "5"},
-      {u"Installed", ""}, {u"ProductState", "-1"}, {u"NoSuchProperty", ""},
-  });
+      {u"Installed", ""}, {u"ProductState", "-1"}, {u"NoSuchProperty", ""}});
   EXPECT_EQ(property(u"OriginalDatabase"), emulated::utf16ToUtf8(packagePath()));
   EXPECT_EQ(property(u"DATABASE"), emulated::utf16ToUtf8(packagePath()));
   EXPECT_EQ(property(u"Date").size() >= 8, true);
@@ -58,8 +57,7 @@ TEST_F(SessionProperties, OnAConfiguredMachineWithTheProductInstalled) {
       {u"CommonFilesFolder", "C:\\Program Files (x86)\\Common Files\\"},
       {u"AppDataFolder", "C:\\Users\\alice\\AppData\\Roaming\\"}, {u"ComputerName", "BUILD-07"},
       {u"LogonUser", "alice"}, {u"UserLanguageID", "1031"}, {u"SystemLanguageID", "1036"}, {u"Privileged", ""},
-      {u"AdminUser", ""}, {u"Installed", "1"}, {u"ProductState", "5"},
-  });
+      {u"AdminUser", ""}, {u"Installed", "1"}, {u"ProductState", "5"}});
 }
 
 // ProductName is "Session Sample", 14 characters.
@@ -70,8 +68,7 @@ TEST_F(SessionProperties, GetPropertySizing) {
       {u"ProductName", true, 0, ERROR_MORE_DATA, 14, "untouched"},
       {u"ProductName", true, 14, ERROR_MORE_DATA, 14, "Session Sampl"},
       {u"ProductName", true, 15, ERROR_SUCCESS, 14, "Session Sample"},
-      {u"NoSuchProperty", true, 1, ERROR_SUCCESS, 0, ""},
-  };
+      {u"NoSuchProperty", true, 1, ERROR_SUCCESS, 0, ""}};
   for (const Case& c : cases) {
     std::u16string buffer = u"untouched";
     buffer.resize(32, u'\0');
@@ -97,8 +94,7 @@ TEST_F(SessionProperties, OpenGivesTheDocumentedCodes) {
   struct Case { std::u16string path; UINT code; } cases[] = {
       {u"C:\\missing.msi", ERROR_INSTALL_PACKAGE_OPEN_FAILED}, {u"C:\\", ERROR_INSTALL_PACKAGE_OPEN_FAILED},
       {u"#99999", ERROR_INSTALL_PACKAGE_OPEN_FAILED}, {u"C:\\notes.txt", ERROR_INSTALL_PACKAGE_INVALID},
-      {packagePath(), ERROR_SUCCESS}, {byHandle, ERROR_SUCCESS},
-  };
+      {packagePath(), ERROR_SUCCESS}, {byHandle, ERROR_SUCCESS}};
   for (const Case& c : cases) {
     Handle session;
     EXPECT_EQ(MsiOpenPackageW(c.path.c_str(), session.out()), c.code) << emulated::utf16ToUtf8(c.path);

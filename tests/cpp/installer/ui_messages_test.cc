@@ -68,8 +68,7 @@ TEST_F(UiTest, FilterDecidesWhatReachesTheHandlerAndItsAnswerComesBack) {
       {INSTALLLOGMODE_INFO, INSTALLMESSAGE_INFO, IDCANCEL, true, true},
       {INSTALLLOGMODE_FATALEXIT, INSTALLMESSAGE_FATALEXIT, 0, true, false},
       {INSTALLLOGMODE_INSTALLEND, INSTALLMESSAGE_INSTALLEND, -1, true, false},
-      {0, INSTALLMESSAGE_ERROR, IDCANCEL, false, false},
-  };
+      {0, INSTALLMESSAGE_ERROR, IDCANCEL, false, false}};
   MessageChannel channel;
   for (const Case& c : cases) {
     received.clear();
@@ -95,8 +94,7 @@ TEST_F(UiTest, ActionStartTexts) {
   const Case cases[] = {
       {u"CostFinalize", u"Computing the targets", 9, 5, 3, "Action 9:05:03: CostFinalize. Computing the targets"},
       {u"AppSearch", u"", 0, 0, 0, "Action 0:00:00: AppSearch. "},
-      {u"Rollback", u"Undoes actions.", 12, 30, 0, "Action 12:30:00: Rollback. Undoes actions."},
-  };
+      {u"Rollback", u"Undoes actions.", 12, 30, 0, "Action 12:30:00: Rollback. Undoes actions."}};
   std::tm at{};
   for (const Case& c : cases) {
     std::tie(at.tm_hour, at.tm_min, at.tm_sec) = std::tuple(c.hour, c.minute, c.second);
@@ -157,8 +155,7 @@ TEST_F(UiTest, EachLogModeSelectsItsLines) {
       {INSTALLLOGMODE_VERBOSE,
        {kVerboseHeader, kActionStart, kActionInfo, kEnded, kError, kWarning, kData, kProperty, kVerbose, kDoing,
         kFooter},
-       {kProgress}},
-  };
+       {kProgress}}};
   for (const Case& c : cases) {
     ASSERT_EQ(MsiEnableLogW(c.mode, logPath().c_str(), 0), ERROR_SUCCESS);
     runOperation(ERROR_SUCCESS);

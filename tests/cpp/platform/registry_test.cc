@@ -43,8 +43,7 @@ TEST_F(RegistryTest, KeysOpenCreateAndDeleteWithTheDocumentedCodes) {
       {HKEY_CURRENT_USER, u"Software\\Maker", ERROR_FILE_NOT_FOUND},
       {HKEY_LOCAL_MACHINE, u"\\Software", ERROR_BAD_PATHNAME},
       {HKEY_LOCAL_MACHINE, u"Software\\\\Maker", ERROR_BAD_PATHNAME},
-      {reinterpret_cast<HKEY>(0x1234), u"x", ERROR_INVALID_HANDLE},
-  };
+      {reinterpret_cast<HKEY>(0x1234), u"x", ERROR_INVALID_HANDLE}};
   for (const Case& c : opens) {
     EXPECT_EQ(RegOpenKeyExW(c.parent, c.path, 0, KEY_READ, &opened), c.code);
     if (c.code == ERROR_SUCCESS) RegCloseKey(opened);
@@ -100,8 +99,7 @@ TEST_F(RegistryTest, EveryTypeComesBackAsWritten) {
   const Case cases[] = {
       {u"", REG_SZ, u"default", 16}, {u"Path", REG_EXPAND_SZ, u"%ProgramFiles%\\X", 34},
       {u"List", REG_MULTI_SZ, multi, sizeof multi}, {u"Count", REG_DWORD, &dword, 4}, {u"Big", REG_QWORD, &qword, 8},
-      {u"Blob\twith\\tab", REG_BINARY, binary, sizeof binary}, {u"Empty", REG_BINARY, nullptr, 0},
-  };
+      {u"Blob\twith\\tab", REG_BINARY, binary, sizeof binary}, {u"Empty", REG_BINARY, nullptr, 0}};
   HKEY key = create(HKEY_LOCAL_MACHINE, u"Software\\Types");
   for (const Case& c : cases) {
     ASSERT_EQ(RegSetValueExW(key, c.name, 0, c.type, static_cast<const BYTE*>(c.data), c.size), ERROR_SUCCESS);

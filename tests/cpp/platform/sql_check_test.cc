@@ -98,15 +98,13 @@ const std::vector<Row>& rows() {
       {"SELECT `Property`.`Property`, `Media`.`Cabinet` FROM `Property`, `Media`", kOk},
       {"SELECT\n*\tFROM\fMedia WHERE Cabinet = 'it has `grave` accents and\nlines'", kOk},
       {"SELECT * FROM `NoSuchTable`", kOk}, {"DELETE FROM `Property` WHERE `Property` = 'ADDED'", kOk},
-      {"UPDATE `Directory` SET `Directory_Parent` = 'TARGETDIR', DefaultDir = ? WHERE `Directory` = 'INSTALLDIR'",
-       kOk},
+      {"UPDATE `Directory` SET `Directory_Parent` = 'TARGETDIR', DefaultDir = ? WHERE `Directory` = 'INSTALLDIR'", kOk},
       {"INSERT INTO `Property` (`Property`, `Value`) VALUES (?, 'B') TEMPORARY", kOk},
       {"INSERT INTO `Media` (`DiskId`, `LastSequence`) VALUES (-9, 9)", kOk},
       {"CREATE TABLE `T` (`A` CHAR(72) NOT NULL, B SHORT, C LONG, D OBJECT, E LONGCHAR LOCALIZABLE, F INT, "
        "G INTEGER TEMPORARY, H CHARACTER PRIMARY KEY `A`, B) HOLD", kOk},
       {"DROP TABLE `Media`", kOk}, {"ALTER TABLE `Media` ADD `Extra` CHAR(20) NOT NULL TEMPORARY HOLD", kOk},
-      {"ALTER TABLE `Media` HOLD", kOk}, {"ALTER TABLE `Media` FREE", kOk},
-  };
+      {"ALTER TABLE `Media` HOLD", kOk}, {"ALTER TABLE `Media` FREE", kOk}};
   return table;
 }
 
@@ -155,8 +153,7 @@ TEST(SqlStatementKind, TheCheckDescribesWhatTheViewDoes) {
       {"SELECT * FROM Media, Property", Kind::Select, false, ""},
       {"INSERT INTO T (A) VALUES ('TEMPORARY')", Kind::Write, false, ""},
       {"INSERT INTO T (A) VALUES (1) TEMPORARY", Kind::Write, true, ""},
-      {"ALTER TABLE T FREE", Kind::Write, false, ""}, {"SELECT '", Kind::Other, false, ""},
-  };
+      {"ALTER TABLE T FREE", Kind::Write, false, ""}, {"SELECT '", Kind::Other, false, ""}};
   for (const Case& c : cases) {
     const emulated::SqlStatement statement = emulated::classifySql(c.sql);
     EXPECT_EQ(statement.kind, c.kind) << c.sql;
