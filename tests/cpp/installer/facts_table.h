@@ -14,10 +14,6 @@
 #include "platform/emulated/installer/session_facts.h"
 #include "platform/emulated/machine/unicode.h"
 
-#ifndef INSTALLER_FIXTURE_SOURCE_DIR
-#error "INSTALLER_FIXTURE_SOURCE_DIR names tests/fixtures"
-#endif
-
 namespace facts_table {
 
 struct TableRow { int line; std::string text, result; };
