@@ -28,7 +28,7 @@ class RegistryTest : public test_support::TempMachineTest {
   }
 };
 
-TEST_F(RegistryTest, KeysOpenCreateAndDeleteWithTheDocumentedCodes) {
+TEST_F(RegistryTest, KeysOpenCreateDeleteAndHonourAccessRightsWithTheDocumentedCodes) {
   DWORD disposition = 0;
   HKEY product = create(HKEY_LOCAL_MACHINE, u"Software\\Maker\\Product", KEY_ALL_ACCESS, &disposition);
   EXPECT_EQ(disposition, REG_CREATED_NEW_KEY);
@@ -64,6 +64,21 @@ TEST_F(RegistryTest, KeysOpenCreateAndDeleteWithTheDocumentedCodes) {
   ASSERT_EQ(made.size(), 2u);
   EXPECT_EQ(made[0].names, (std::vector<std::u16string>{u"software", u"MAKER", u"A"}));
   EXPECT_EQ(made[1].names.back(), u"B");
+
+  // The access rights of the handle are enforced.
+  RegCloseKey(create(HKEY_LOCAL_MACHINE, u"Software\\Locked"));
+  HKEY reader = nullptr;
+  ASSERT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, u"Software\\Locked", 0, KEY_READ, &reader), ERROR_SUCCESS);
+  EXPECT_EQ(setString(reader, u"v", u"x"), ERROR_ACCESS_DENIED);
+  EXPECT_EQ(RegDeleteValueW(reader, u"v"), ERROR_ACCESS_DENIED);
+  HKEY child = nullptr;
+  EXPECT_EQ(make(reader, u"Child", &child), ERROR_ACCESS_DENIED);
+  RegCloseKey(reader);
+  HKEY writer = create(HKEY_LOCAL_MACHINE, u"Software\\Locked", KEY_SET_VALUE);
+  EXPECT_EQ(setString(writer, u"v", u"x"), ERROR_SUCCESS);
+  DWORD size = 0;
+  EXPECT_EQ(RegQueryValueExW(writer, u"v", nullptr, nullptr, nullptr, &size), ERROR_ACCESS_DENIED);
+  RegCloseKey(writer);
 }
 
 TEST_F(RegistryTest, QueryValueSizesInTwoCalls) {
@@ -90,7 +105,7 @@ TEST_F(RegistryTest, QueryValueSizesInTwoCalls) {
   RegCloseKey(key);
 }
 
-TEST_F(RegistryTest, EveryTypeComesBackAsWritten) {
+TEST_F(RegistryTest, EveryValueTypeComesBackAsWrittenAndSubkeysInOrderWithTheirOwnCase) {
   const DWORD dword = 0x01020304;
   const std::uint64_t qword = 0x1122334455667788ULL;
   const char16_t multi[] = u"one\0two\0";
@@ -114,45 +129,26 @@ TEST_F(RegistryTest, EveryTypeComesBackAsWritten) {
     EXPECT_EQ(type, c.type);
     EXPECT_EQ(std::string(reinterpret_cast<char*>(data), size), std::string(static_cast<const char*>(c.data), c.size)) << i;
   }
-  WCHAR name[4];
-  DWORD nameSize = 4;
-  EXPECT_EQ(RegEnumValueW(key, 1, name, &nameSize, nullptr, nullptr, nullptr, nullptr), ERROR_MORE_DATA);
-  nameSize = 4;
-  EXPECT_EQ(RegEnumValueW(key, std::size(cases), name, &nameSize, nullptr, nullptr, nullptr, nullptr),
-            ERROR_NO_MORE_ITEMS);
+  WCHAR name[32];
+  DWORD size = 4;
+  EXPECT_EQ(RegEnumValueW(key, 1, name, &size, nullptr, nullptr, nullptr, nullptr), ERROR_MORE_DATA);
+  size = 4;
+  EXPECT_EQ(RegEnumValueW(key, std::size(cases), name, &size, nullptr, nullptr, nullptr, nullptr), ERROR_NO_MORE_ITEMS);
   RegCloseKey(key);
-}
 
-TEST_F(RegistryTest, SubkeysEnumerateInOrderWithTheirOwnCase) {
-  for (const std::u16string name : {u".txt", u"text/plain", u"Abc", u"zed", u"50%"})
-    RegCloseKey(create(HKEY_LOCAL_MACHINE, (u"Software\\Classes\\" + name).c_str()));
+  // Subkeys enumerate in order, with their own case.
+  for (const std::u16string sub : {u".txt", u"text/plain", u"Abc", u"zed", u"50%"})
+    RegCloseKey(create(HKEY_LOCAL_MACHINE, (u"Software\\Classes\\" + sub).c_str()));
   HKEY classes = nullptr;
   ASSERT_EQ(RegOpenKeyExW(HKEY_CLASSES_ROOT, u"", 0, KEY_READ, &classes), ERROR_SUCCESS);
   std::vector<std::u16string> names;
-  WCHAR name[32];
-  DWORD size = 32;
+  size = 32;
   for (DWORD i = 0; RegEnumKeyExW(classes, i, name, &size, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS; ++i)
     names.emplace_back(name, std::exchange(size, 32));
   EXPECT_EQ(names, (std::vector<std::u16string>{u".txt", u"50%", u"Abc", u"text/plain", u"zed"}));
   size = 3;
   EXPECT_EQ(RegEnumKeyExW(classes, 3, name, &size, nullptr, nullptr, nullptr, nullptr), ERROR_MORE_DATA);
   RegCloseKey(classes);
-}
-
-TEST_F(RegistryTest, AccessRightsOfTheHandleAreEnforced) {
-  RegCloseKey(create(HKEY_LOCAL_MACHINE, u"Software\\Locked"));
-  HKEY reader = nullptr;
-  ASSERT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, u"Software\\Locked", 0, KEY_READ, &reader), ERROR_SUCCESS);
-  EXPECT_EQ(setString(reader, u"v", u"x"), ERROR_ACCESS_DENIED);
-  EXPECT_EQ(RegDeleteValueW(reader, u"v"), ERROR_ACCESS_DENIED);
-  HKEY child = nullptr;
-  EXPECT_EQ(make(reader, u"Child", &child), ERROR_ACCESS_DENIED);
-  RegCloseKey(reader);
-  HKEY writer = create(HKEY_LOCAL_MACHINE, u"Software\\Locked", KEY_SET_VALUE);
-  EXPECT_EQ(setString(writer, u"v", u"x"), ERROR_SUCCESS);
-  DWORD size = 0;
-  EXPECT_EQ(RegQueryValueExW(writer, u"v", nullptr, nullptr, nullptr, &size), ERROR_ACCESS_DENIED);
-  RegCloseKey(writer);
 }
 
 // Each process sets its own values in one key, one call at a time: every value of both must be there at the end.
