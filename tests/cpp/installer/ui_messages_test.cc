@@ -89,24 +89,7 @@ TEST_F(UiTest, FilterDecidesWhatReachesTheHandlerAndItsAnswerComesBack) {
   channel.end(ERROR_SUCCESS, {});
 }
 
-TEST_F(UiTest, ActionStartTexts) {
-  struct Case { const char16_t* action; const char16_t* description; int hour, minute, second; const char* expected; };
-  const Case cases[] = {
-      {u"CostFinalize", u"Computing the targets", 9, 5, 3, "Action 9:05:03: CostFinalize. Computing the targets"},
-      {u"AppSearch", u"", 0, 0, 0, "Action 0:00:00: AppSearch. "},
-      {u"Rollback", u"Undoes actions.", 12, 30, 0, "Action 12:30:00: Rollback. Undoes actions."}};
-  std::tm at{};
-  for (const Case& c : cases) {
-    std::tie(at.tm_hour, at.tm_min, at.tm_sec) = std::tuple(c.hour, c.minute, c.second);
-    EXPECT_EQ(utf16ToUtf8(actionStartText(c.action, c.description, at)), c.expected);
-  }
-  std::tie(at.tm_hour, at.tm_min, at.tm_sec) = std::tuple(7, 1, 0);
-  EXPECT_EQ(utf16ToUtf8(actionEndedLogText(u"X", ERROR_INSTALL_USEREXIT, at)), "Action ended 7:01:00: X. Return value 2.");
-  std::tie(at.tm_year, at.tm_mon, at.tm_mday) = std::tuple(126, 5, 2);
-  EXPECT_EQ(utf16ToUtf8(installerDate(at)), "6/2/2026");
-}
-
-TEST_F(UiTest, ActionStartTakesTheActionTextDescriptionElseTheDefault) {
+TEST_F(UiTest, ActionTextsTakeTheDescriptionElseTheDefaultAndTheTime) {
   MsiSetExternalUIW(recordingHandler, INSTALLLOGMODE_ACTIONSTART | INSTALLLOGMODE_INFO, &calls_);
   MessageChannel channel;
   EXPECT_FALSE(channel.actionStart(u"CostFinalize", std::u16string(u"Resolving")).cancelled());
@@ -124,6 +107,21 @@ TEST_F(UiTest, ActionStartTakesTheActionTextDescriptionElseTheDefault) {
   answer = IDCANCEL;
   EXPECT_TRUE(channel.actionStart(u"FileCost", std::nullopt).cancelled());
   EXPECT_EQ(calls_, 7);  // the cancel of the ACTIONSTART stops the "Action start" message
+  // The texts at given times, the end of an action and the date.
+  struct Case { const char16_t* action; const char16_t* description; int hour, minute, second; const char* expected; };
+  const Case cases[] = {
+      {u"CostFinalize", u"Computing the targets", 9, 5, 3, "Action 9:05:03: CostFinalize. Computing the targets"},
+      {u"AppSearch", u"", 0, 0, 0, "Action 0:00:00: AppSearch. "},
+      {u"Rollback", u"Undoes actions.", 12, 30, 0, "Action 12:30:00: Rollback. Undoes actions."}};
+  std::tm at{};
+  for (const Case& c : cases) {
+    std::tie(at.tm_hour, at.tm_min, at.tm_sec) = std::tuple(c.hour, c.minute, c.second);
+    EXPECT_EQ(utf16ToUtf8(actionStartText(c.action, c.description, at)), c.expected);
+  }
+  std::tie(at.tm_hour, at.tm_min, at.tm_sec) = std::tuple(7, 1, 0);
+  EXPECT_EQ(utf16ToUtf8(actionEndedLogText(u"X", ERROR_INSTALL_USEREXIT, at)), "Action ended 7:01:00: X. Return value 2.");
+  std::tie(at.tm_year, at.tm_mon, at.tm_mday) = std::tuple(126, 5, 2);
+  EXPECT_EQ(utf16ToUtf8(installerDate(at)), "6/2/2026");
 }
 
 // One operation that sends one message of each kind the log tells apart.
