@@ -24,7 +24,7 @@ const facts_table::FactsTable& facts() {
 // The record fields that conditions.tsv describes.
 const RecordFields kFields = {std::nullopt, u"one", std::nullopt, u"[ProductName]", u"", u"PropA"};
 
-TEST(FormattedText, EveryRowOfTheTableGivesItsText) {
+TEST(FormattedText, EveryRowOfTheTableAndEachRecordGivesItsText) {
   for (const std::string kind : {"format", "format-record", "format-short", "format-log-shown", "format-log-hidden"}) {
     FormatOptions options;
     options.shortFilePaths = kind == "format-short";
@@ -38,9 +38,7 @@ TEST(FormattedText, EveryRowOfTheTableGivesItsText) {
     }
   }
   EXPECT_EQ(formatText(u"a[~]b", facts()), std::u16string(u"a\0b", 3));
-}
-
-TEST(FormattedText, RecordWithoutTemplateListsItsFields) {
+  // A record formats its template, or without one lists its fields.
   EXPECT_EQ(formatRecord({std::nullopt, u"2205", std::nullopt, u"Error"}, nullptr), u"1: 2205 2:  3: Error ");
   EXPECT_EQ(formatRecord({u"[1]: [2] of [ProductName]", u"a", u"b"}, &facts()), u"a: b of Brindle Suite");
   EXPECT_EQ(formatRecord({}, &facts()), u"");

@@ -70,8 +70,7 @@ TEST_F(SessionProperties, GetPropertySizing) {
       {u"ProductName", true, 15, ERROR_SUCCESS, 14, "Session Sample"},
       {u"NoSuchProperty", true, 1, ERROR_SUCCESS, 0, ""}};
   for (const Case& c : cases) {
-    std::u16string buffer = u"untouched";
-    buffer.resize(32, u'\0');
+    std::u16string buffer = u"untouched" + std::u16string(23, u'\0');
     DWORD size = c.size;
     EXPECT_EQ(MsiGetPropertyW(session_, c.name, c.buffer ? buffer.data() : nullptr, &size), c.code) << c.size;
     EXPECT_EQ(size, c.after) << c.size;

@@ -64,7 +64,7 @@ std::string columnsSectorZeroed(std::string bytes) {
   return bytes;
 }
 
-TEST(DamagedPackage, GetsTheDocumentedCodesAndNeverReachesLibmsi) {
+TEST(DamagedPackage, GetsTheDocumentedCodesNeverReachesLibmsiAndNoTestPackageIsRefused) {
   const std::string original = test_packages::readBytes(fixtureHostPath("product"));
   const struct { const char* name; std::string bytes; } cases[] = {
       {"fat-entry.msi", fatEntryChanged(original)}, {"zeroed-columns.msi", columnsSectorZeroed(original)}};
@@ -96,10 +96,7 @@ TEST(DamagedPackage, GetsTheDocumentedCodesAndNeverReachesLibmsi) {
   const std::string sound = columnsStream(fixtureHostPath("product")).first;
   EXPECT_EQ(columns.size(), sound.size());
   EXPECT_NE(columns, sound);
-}
-
-// The check refuses no package that wixl and libmsi wrote.
-TEST(DamagedPackage, EveryTestPackageIsSound) {
+  // The check refuses no package that wixl and libmsi wrote.
   int checked = 0;
   for (const auto& entry : std::filesystem::directory_iterator(MSI_FIXTURE_DIR)) {
     if (entry.path().extension() != ".msi") continue;
