@@ -63,12 +63,11 @@ TEST_F(UiTest, FilterDecidesWhatReachesTheHandlerAndItsAnswerComesBack) {
   const Case cases[] = {
       {INSTALLLOGMODE_ERROR, INSTALLMESSAGE_ERROR | MB_OK | MB_ICONERROR, IDOK, true, false},
       {INSTALLLOGMODE_ERROR, INSTALLMESSAGE_WARNING, IDOK, false, false},
-      {0x786, INSTALLMESSAGE_PROGRESS, IDCANCEL, true, true},
-      {0x786, INSTALLMESSAGE_ACTIONDATA, IDCANCEL, true, true}, {0x786, INSTALLMESSAGE_INFO, IDCANCEL, false, false},
+      {0x786, INSTALLMESSAGE_PROGRESS, IDCANCEL, true, true}, {0x786, INSTALLMESSAGE_ACTIONDATA, IDCANCEL, true, true},
+      {0x786, INSTALLMESSAGE_INFO, IDCANCEL, false, false}, {0, INSTALLMESSAGE_ERROR, IDCANCEL, false, false},
       {INSTALLLOGMODE_INFO, INSTALLMESSAGE_INFO, IDCANCEL, true, true},
       {INSTALLLOGMODE_FATALEXIT, INSTALLMESSAGE_FATALEXIT, 0, true, false},
-      {INSTALLLOGMODE_INSTALLEND, INSTALLMESSAGE_INSTALLEND, -1, true, false},
-      {0, INSTALLMESSAGE_ERROR, IDCANCEL, false, false}};
+      {INSTALLLOGMODE_INSTALLEND, INSTALLMESSAGE_INSTALLEND, -1, true, false}};
   MessageChannel channel;
   for (const Case& c : cases) {
     received.clear();
@@ -108,16 +107,14 @@ TEST_F(UiTest, ActionTextsTakeTheDescriptionElseTheDefaultAndTheTime) {
   EXPECT_TRUE(channel.actionStart(u"FileCost", std::nullopt).cancelled());
   EXPECT_EQ(calls_, 7);  // the cancel of the ACTIONSTART stops the "Action start" message
   // The texts at given times, the end of an action and the date.
-  struct Case { const char16_t* action; const char16_t* description; int hour, minute, second; const char* expected; };
-  const Case cases[] = {
-      {u"CostFinalize", u"Computing the targets", 9, 5, 3, "Action 9:05:03: CostFinalize. Computing the targets"},
-      {u"AppSearch", u"", 0, 0, 0, "Action 0:00:00: AppSearch. "},
-      {u"Rollback", u"Undoes actions.", 12, 30, 0, "Action 12:30:00: Rollback. Undoes actions."}};
   std::tm at{};
-  for (const Case& c : cases) {
-    std::tie(at.tm_hour, at.tm_min, at.tm_sec) = std::tuple(c.hour, c.minute, c.second);
-    EXPECT_EQ(utf16ToUtf8(actionStartText(c.action, c.description, at)), c.expected);
-  }
+  auto startAt = [&at](int hour, int minute, int second, const char16_t* action, const char16_t* description) {
+    std::tie(at.tm_hour, at.tm_min, at.tm_sec) = std::tuple(hour, minute, second);
+    return utf16ToUtf8(actionStartText(action, description, at));
+  };
+  EXPECT_EQ(startAt(9, 5, 3, u"CostFinalize", u"Resolving"), "Action 9:05:03: CostFinalize. Resolving");
+  EXPECT_EQ(startAt(0, 0, 0, u"AppSearch", u""), "Action 0:00:00: AppSearch. ");
+  EXPECT_EQ(startAt(12, 30, 0, u"Rollback", u"Undoes actions."), "Action 12:30:00: Rollback. Undoes actions.");
   std::tie(at.tm_hour, at.tm_min, at.tm_sec) = std::tuple(7, 1, 0);
   EXPECT_EQ(utf16ToUtf8(actionEndedLogText(u"X", ERROR_INSTALL_USEREXIT, at)), "Action ended 7:01:00: X. Return value 2.");
   std::tie(at.tm_year, at.tm_mon, at.tm_mday) = std::tuple(126, 5, 2);
@@ -151,8 +148,7 @@ TEST_F(UiTest, EachLogModeSelectsItsLines) {
       {INSTALLLOGMODE_WARNING | INSTALLLOGMODE_ACTIONDATA, {kWarning, kData}, {kError, kActionInfo}},
       {INSTALLLOGMODE_PROPERTYDUMP, {kHeader, kProperty, kFooter}, {kError, kEnded, kVerbose, kProgress}},
       {INSTALLLOGMODE_VERBOSE,
-       {kVerboseHeader, kActionStart, kActionInfo, kEnded, kError, kWarning, kData, kProperty, kVerbose, kDoing,
-        kFooter},
+       {kVerboseHeader, kActionStart, kActionInfo, kEnded, kError, kWarning, kData, kProperty, kVerbose, kDoing, kFooter},
        {kProgress}}};
   for (const Case& c : cases) {
     ASSERT_EQ(MsiEnableLogW(c.mode, logPath().c_str(), 0), ERROR_SUCCESS);
