@@ -47,13 +47,12 @@ TEST_F(SessionProperties, OnAConfiguredMachineWithTheProductInstalled) {
   product.productCode = u"{7A2E4C10-5B3D-4F6E-8A91-B2C3D4E5F607}";
   ASSERT_TRUE(emulated::saveInstalledProduct(product));
   expectAll({
-      {u"VersionNT", "601"}, {u"VersionNT64", "601"}, {u"WindowsBuild", "7601"}, {u"ServicePackLevel", "1"},
-      {u"SystemFolder", "C:\\Windows\\SysWOW64\\"}, {u"System64Folder", "C:\\Windows\\System32\\"},
-      {u"ProgramFilesFolder", "C:\\Program Files (x86)\\"}, {u"ProgramFiles64Folder", "C:\\Program Files\\"},
-      {u"CommonFilesFolder", "C:\\Program Files (x86)\\Common Files\\"},
-      {u"AppDataFolder", "C:\\Users\\alice\\AppData\\Roaming\\"}, {u"ComputerName", "BUILD-07"},
-      {u"LogonUser", "alice"}, {u"UserLanguageID", "1031"}, {u"SystemLanguageID", "1036"}, {u"Privileged", ""},
-      {u"AdminUser", ""}, {u"Installed", "1"}, {u"ProductState", "5"}});
+      {u"CommonFilesFolder", "C:\\Program Files (x86)\\Common Files\\"}, {u"SystemFolder", "C:\\Windows\\SysWOW64\\"},
+      {u"AppDataFolder", "C:\\Users\\alice\\AppData\\Roaming\\"}, {u"ProgramFiles64Folder", "C:\\Program Files\\"},
+      {u"ProgramFilesFolder", "C:\\Program Files (x86)\\"}, {u"System64Folder", "C:\\Windows\\System32\\"},
+      {u"ComputerName", "BUILD-07"}, {u"SystemLanguageID", "1036"}, {u"UserLanguageID", "1031"}, {u"Privileged", ""},
+      {u"ServicePackLevel", "1"}, {u"WindowsBuild", "7601"}, {u"VersionNT64", "601"}, {u"LogonUser", "alice"},
+      {u"ProductState", "5"}, {u"VersionNT", "601"}, {u"Installed", "1"}, {u"AdminUser", ""}});
 }
 
 // ProductName is "Session Sample", 14 characters.

@@ -139,11 +139,10 @@ TEST(SqlStatementKind, TheCheckDescribesWhatTheViewDoes) {
   using Kind = emulated::SqlStatement::Kind;
   const Case cases[] = {
       {"SELECT * FROM `Property` WHERE `Property` = 'A'", Kind::Select, false, "Property"},
-      {"SELECT * FROM Media ORDER BY DiskId", Kind::Select, false, "Media"},
+      {"SELECT * FROM Media ORDER BY DiskId", Kind::Select, false, "Media"}, {"SELECT '", Kind::Other, false, ""},
       {"SELECT * FROM Media, Property", Kind::Select, false, ""},
-      {"INSERT INTO T (A) VALUES ('TEMPORARY')", Kind::Write, false, ""},
-      {"INSERT INTO T (A) VALUES (1) TEMPORARY", Kind::Write, true, ""},
-      {"ALTER TABLE T FREE", Kind::Write, false, ""}, {"SELECT '", Kind::Other, false, ""}};
+      {"INSERT INTO T (A) VALUES ('TEMPORARY')", Kind::Write, false, ""}, {"ALTER TABLE T FREE", Kind::Write, false, ""},
+      {"INSERT INTO T (A) VALUES (1) TEMPORARY", Kind::Write, true, ""}};
   for (const Case& c : cases) {
     const emulated::SqlStatement statement = emulated::classifySql(c.sql);
     EXPECT_EQ(statement.kind, c.kind) << c.sql;
