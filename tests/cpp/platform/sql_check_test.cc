@@ -98,19 +98,13 @@ const std::vector<Row>& rows() {
   return table;
 }
 
-class SqlCheck : public ::testing::Test {
- protected:
-  void SetUp() override {
-    ASSERT_EQ(MsiOpenDatabaseW(fixture("product").c_str(), MSIDBOPEN_READONLY, database.out()), kOk);
-  }
-  UINT openView(const std::string& sql) {
+TEST(SqlCheck, EachTextAndEachCutOfAValidOneGetsItsCodeFromTheCheckAndFromOpenView) {
+  Handle database;
+  ASSERT_EQ(MsiOpenDatabaseW(fixture("product").c_str(), MSIDBOPEN_READONLY, database.out()), kOk);
+  auto openView = [&database](const std::string& sql) {
     Handle view;
     return MsiDatabaseOpenViewW(database, emulated::utf8ToUtf16(sql).c_str(), view.out());
-  }
-  Handle database;
-};
-
-TEST_F(SqlCheck, EachTextAndEachCutOfAValidOneGetsItsCodeFromTheCheckAndFromOpenView) {
+  };
   for (const Row& row : rows()) {
     const std::string shown = row.sql.substr(0, 80);
     EXPECT_EQ(emulated::checkSql(row.sql), row.code) << shown;
