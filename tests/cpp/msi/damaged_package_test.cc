@@ -24,8 +24,7 @@ using emulated::PackageVerdict;
 using test_packages::fixtureHostPath;
 using test_packages::MachineFile;
 
-constexpr std::size_t kSector = 512;
-constexpr std::size_t kMiniSector = 64;
+constexpr std::size_t kSector = 512, kMiniSector = 64;
 
 std::uint32_t le32(const std::string& bytes, std::size_t at) {
   std::uint32_t value = 0;

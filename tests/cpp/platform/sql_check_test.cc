@@ -17,8 +17,7 @@ namespace {
 using msi_test::Handle;
 using test_packages::fixture;
 
-constexpr UINT kOk = ERROR_SUCCESS;
-constexpr UINT kBad = ERROR_BAD_QUERY_SYNTAX;
+constexpr UINT kOk = ERROR_SUCCESS, kBad = ERROR_BAD_QUERY_SYNTAX;
 
 // The code from the check; each text that passes opens a view on the product package, but for the one naming a
 // missing table.
@@ -139,9 +138,8 @@ TEST(SqlStatementKind, TheCheckDescribesWhatTheViewDoes) {
       {"INSERT INTO T (A) VALUES (1) TEMPORARY", Kind::Write, true, ""}};
   for (const Case& c : cases) {
     const emulated::SqlStatement statement = emulated::classifySql(c.sql);
-    EXPECT_EQ(statement.kind, c.kind) << c.sql;
-    EXPECT_EQ(statement.temporaryInsert, c.temporary) << c.sql;
-    EXPECT_EQ(statement.table, c.table) << c.sql;
+    EXPECT_TRUE(statement.kind == c.kind && statement.temporaryInsert == c.temporary && statement.table == c.table)
+        << c.sql;
   }
 }
 
