@@ -14,8 +14,8 @@ namespace {
 
 class RegistryTest : public test_support::TempMachineTest {
  protected:
-  static LONG make(HKEY parent, const char16_t* path, HKEY* key, REGSAM access = KEY_ALL_ACCESS, DWORD* disposition = nullptr) {
-    return RegCreateKeyExW(parent, path, 0, nullptr, 0, access, nullptr, key, disposition);
+  static LONG make(HKEY parent, const char16_t* path, HKEY* key, REGSAM access = KEY_ALL_ACCESS, DWORD* made = nullptr) {
+    return RegCreateKeyExW(parent, path, 0, nullptr, 0, access, nullptr, key, made);
   }
   HKEY create(HKEY parent, const char16_t* path, REGSAM access = KEY_ALL_ACCESS, DWORD* disposition = nullptr) {
     HKEY key = nullptr;
