@@ -1,11 +1,12 @@
-// A session for the condition and format tests: the facts of
-// tests/fixtures/conditions.tsv held in maps, and that file's condition rows.
+// A session for the condition and format tests: the facts of tests/fixtures/conditions.tsv held in one map, and that
+// file's table rows.
 #pragma once
 
 #include <fstream>
-#include <stdexcept>
 #include <map>
+#include <set>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -13,17 +14,9 @@
 #include "platform/emulated/installer/session_facts.h"
 #include "platform/emulated/machine/unicode.h"
 
-#ifndef INSTALLER_FIXTURE_SOURCE_DIR
-#error "INSTALLER_FIXTURE_SOURCE_DIR names tests/fixtures"
-#endif
-
 namespace facts_table {
 
-struct ConditionRow {
-  int line;
-  std::string expression;
-  std::string result;  // true, false, none or error
-};
+struct TableRow { int line; std::string text, result; };
 
 class FactsTable : public emulated::installer::SessionFacts {
  public:
@@ -31,42 +24,44 @@ class FactsTable : public emulated::installer::SessionFacts {
   FactsTable(const FactsTable&) = delete;
   FactsTable& operator=(const FactsTable&) = delete;
 
-  const std::vector<ConditionRow>& conditions() const { return conditions_; }
+  // The rows of one kind: "condition", "format" or "format-record".
+  const std::vector<TableRow>& rows(const std::string& kind) const { return rows_.at(kind); }
 
-  std::u16string property(std::u16string_view name) const override { return find(properties_, std::u16string(name)); }
+  std::u16string property(std::u16string_view name) const override { return cell("property", name, 0); }
   std::u16string environment(std::u16string_view name) const override {
-    return find(environment_, emulated::upperCase(name));
+    return cell("environment", emulated::upperCase(name), 0);
   }
   bool featureStates(std::u16string_view name, INSTALLSTATE* installed, INSTALLSTATE* action) const override {
-    return states(features_, name, installed, action);
+    return states("feature", name, installed, action);
   }
   bool componentStates(std::u16string_view name, INSTALLSTATE* installed, INSTALLSTATE* action) const override {
-    return states(components_, name, installed, action);
+    return states("component", name, installed, action);
   }
   std::u16string filePath(std::u16string_view key, bool shortForm) const override {
-    return find(shortForm ? shortPaths_ : longPaths_, std::u16string(key));
+    return cell("file", key, shortForm ? 1 : 0);
   }
-  std::u16string componentDirectory(std::u16string_view component) const override {
-    return find(directories_, std::u16string(component));
-  }
+  std::u16string componentDirectory(std::u16string_view component) const override { return cell("directory", component, 0); }
 
  private:
-  using Texts = std::map<std::u16string, std::u16string>;
-  using States = std::map<std::u16string, std::pair<INSTALLSTATE, INSTALLSTATE>>;
-
-  static std::u16string find(const Texts& texts, const std::u16string& key) {
-    const auto it = texts.find(key);
-    return it == texts.end() ? std::u16string() : it->second;
+  // The cells after kind and name, or none when the fact is not there.
+  const std::vector<std::string>* fact(const std::string& kind, std::u16string_view name) const {
+    const auto it = facts_.find({kind, std::u16string(name)});
+    return it == facts_.end() ? nullptr : &it->second;
   }
-  static bool states(const States& all, std::u16string_view name, INSTALLSTATE* installed, INSTALLSTATE* action) {
-    const auto it = all.find(std::u16string(name));
-    if (it == all.end()) return false;
-    *installed = it->second.first;
-    *action = it->second.second;
+  std::u16string cell(const std::string& kind, std::u16string_view name, std::size_t i) const {
+    const auto* cells = fact(kind, name);
+    return cells == nullptr || i >= cells->size() ? std::u16string() : emulated::utf8ToUtf16((*cells)[i]);
+  }
+  bool states(const std::string& kind, std::u16string_view name, INSTALLSTATE* installed, INSTALLSTATE* action) const {
+    const auto* cells = fact(kind, name);
+    if (cells == nullptr) return false;
+    *installed = static_cast<INSTALLSTATE>(std::stoi(cells->at(0)));
+    *action = static_cast<INSTALLSTATE>(std::stoi(cells->at(1)));
     return true;
   }
 
   void load(const std::string& path) {
+    static const std::set<std::string> kFacts = {"property", "environment", "feature", "component", "file", "directory"};
     std::ifstream in(path);
     if (!in) throw std::runtime_error("cannot read " + path);
     std::string line;
@@ -76,35 +71,20 @@ class FactsTable : public emulated::installer::SessionFacts {
       std::stringstream split(line);
       for (std::string cell; std::getline(split, cell, '\t');) cells.push_back(cell);
       if (line.back() == '\t') cells.push_back("");
-      row(number, cells);
+      const std::string& kind = cells.at(0);
+      if (kind == "condition" || kind.rfind("format", 0) == 0) {
+        rows_[kind].push_back({number, cells.at(1), cells.at(2)});
+      } else if (kFacts.count(kind) != 0) {
+        const std::u16string name = emulated::utf8ToUtf16(cells.at(1));
+        facts_[{kind, kind == "environment" ? emulated::upperCase(name) : name}].assign(cells.begin() + 2, cells.end());
+      } else {
+        throw std::runtime_error("conditions.tsv line " + std::to_string(number) + ": unknown row " + kind);
+      }
     }
   }
 
-  void row(int number, const std::vector<std::string>& cells) {
-    auto text = [&](std::size_t i) { return emulated::utf8ToUtf16(i < cells.size() ? cells[i] : ""); };
-    auto state = [&](std::size_t i) { return static_cast<INSTALLSTATE>(std::stoi(cells.at(i))); };
-    const std::string& kind = cells.at(0);
-    if (kind == "condition") {
-      conditions_.push_back({number, cells.at(1), cells.at(2)});
-    } else if (kind == "property") {
-      properties_[text(1)] = text(2);
-    } else if (kind == "environment") {
-      environment_[emulated::upperCase(text(1))] = text(2);
-    } else if (kind == "feature" || kind == "component") {
-      (kind == "feature" ? features_ : components_)[text(1)] = {state(2), state(3)};
-    } else if (kind == "file") {
-      longPaths_[text(1)] = text(2);
-      shortPaths_[text(1)] = text(3);
-    } else if (kind == "directory") {
-      directories_[text(1)] = text(2);
-    } else {
-      throw std::runtime_error("conditions.tsv line " + std::to_string(number) + ": unknown row " + kind);
-    }
-  }
-
-  Texts properties_, environment_, longPaths_, shortPaths_, directories_;
-  States features_, components_;
-  std::vector<ConditionRow> conditions_;
+  std::map<std::pair<std::string, std::u16string>, std::vector<std::string>> facts_;
+  std::map<std::string, std::vector<TableRow>> rows_;
 };
 
 }  // namespace facts_table

@@ -1,6 +1,5 @@
-// Opening a package into a session, and the properties the session holds:
-// the package's own, and the system properties of a default and of a
-// configured machine.
+// Opening a package into a session, and the properties the session holds: the package's own, and the system
+// properties of a default and of a configured machine.
 #include <gtest/gtest.h>
 
 #include "platform/emulated/products/installed_products.h"
@@ -11,10 +10,7 @@ namespace {
 using session_test::Handle;
 using session_test::packagePath;
 
-struct PropertyCase {
-  const char16_t* name;
-  const char* value;
-};
+struct PropertyCase { const char16_t* name; const char* value; };
 
 class SessionProperties : public session_test::SessionTest {
  protected:
@@ -24,41 +20,20 @@ class SessionProperties : public session_test::SessionTest {
   }
 };
 
-// A 32-bit Windows 10 with an administrator logged on; the package is
-// per-machine (ALLUSERS=1), so the shared shell folders.
+// A 32-bit Windows 10 with an administrator logged on; the package is per-machine (ALLUSERS=1), so the shared shell
+// folders.
 TEST_F(SessionProperties, OnADefaultMachine) {
   expectAll({
-      {u"ProductCode", "{7A2E4C10-5B3D-4F6E-8A91-B2C3D4E5F607}"},
-      {u"ProductName", "Session Sample"},
-      {u"ProductVersion", "2.0.1"},
-      {u"Manufacturer", "Ornel Labs"},
-      {u"VersionNT", "1000"},
-      {u"VersionNT64", ""},
-      {u"WindowsBuild", "19045"},
-      {u"ServicePackLevel", "0"},
-      {u"WindowsFolder", "C:\\Windows\\"},
-      {u"SystemFolder", "C:\\Windows\\System32\\"},
-      {u"ProgramFilesFolder", "C:\\Program Files\\"},
-      {u"CommonFilesFolder", "C:\\Program Files\\Common Files\\"},
-      {u"TempFolder", "C:\\Users\\User\\AppData\\Local\\Temp\\"},
-      {u"AppDataFolder", "C:\\Users\\User\\AppData\\Roaming\\"},
-      {u"LocalAppDataFolder", "C:\\Users\\User\\AppData\\Local\\"},
-      {u"DesktopFolder", "C:\\Users\\Public\\Desktop\\"},
-      {u"ProgramMenuFolder", "C:\\ProgramData\\Microsoft\\Windows\\Start Menu\\Programs\\"},
-      {u"StartMenuFolder", "C:\\ProgramData\\Microsoft\\Windows\\Start Menu\\"},
-      {u"ROOTDRIVE", "C:\\"},
-      {u"ComputerName", "ORNEL-PC"},
-      {u"LogonUser", "User"},
-      {u"UserLanguageID", "1033"},
-      {u"SystemLanguageID", "1033"},
-      {u"Privileged", "1"},
-      {u"AdminUser", "1"},
-      {u"Intel", "6"},
-      {u"UILevel", "5"},
-      {u"Installed", ""},
-      {u"ProductState", "-1"},
-      {u"NoSuchProperty", ""},
-  });
+      {u"ProgramMenuFolder", "C:\\ProgramData\\Microsoft\\Windows\\Start Menu\\Programs\\"}, {u"ProductState", "-1"},
+      {u"StartMenuFolder", "C:\\ProgramData\\Microsoft\\Windows\\Start Menu\\"}, {u"WindowsFolder", "C:\\Windows\\"},
+      {u"LocalAppDataFolder", "C:\\Users\\User\\AppData\\Local\\"}, {u"ProgramFilesFolder", "C:\\Program Files\\"},
+      {u"CommonFilesFolder", "C:\\Program Files\\Common Files\\"}, {u"DesktopFolder", "C:\\Users\\Public\\Desktop\\"},
+      {u"ProductCode", "{7A2E4C10-5B3D-4F6E-8A91-B2C3D4E5F607}"}, {u"SystemFolder", "C:\\Windows\\System32\\"},
+      {u"TempFolder", "C:\\Users\\User\\AppData\\Local\\Temp\\"}, {u"Manufacturer", "Ornel Labs"}, {u"Installed", ""},
+      {u"AppDataFolder", "C:\\Users\\User\\AppData\\Roaming\\"}, {u"ComputerName", "ORNEL-PC"}, {u"VersionNT64", ""},
+      {u"SystemLanguageID", "1033"}, {u"ProductVersion", "2.0.1"}, {u"UserLanguageID", "1033"}, {u"Privileged", "1"},
+      {u"WindowsBuild", "19045"}, {u"ServicePackLevel", "0"}, {u"VersionNT", "1000"}, {u"ROOTDRIVE", "C:\\"},
+      {u"LogonUser", "User"}, {u"AdminUser", "1"}, {u"UILevel", "5"}, {u"Intel", "6"}});
   EXPECT_EQ(property(u"OriginalDatabase"), emulated::utf16ToUtf8(packagePath()));
   EXPECT_EQ(property(u"DATABASE"), emulated::utf16ToUtf8(packagePath()));
   EXPECT_EQ(property(u"Date").size() >= 8, true);
@@ -72,62 +47,28 @@ TEST_F(SessionProperties, OnAConfiguredMachineWithTheProductInstalled) {
   product.productCode = u"{7A2E4C10-5B3D-4F6E-8A91-B2C3D4E5F607}";
   ASSERT_TRUE(emulated::saveInstalledProduct(product));
   expectAll({
-      {u"VersionNT", "601"},
-      {u"VersionNT64", "601"},
-      {u"WindowsBuild", "7601"},
-      {u"ServicePackLevel", "1"},
-      {u"SystemFolder", "C:\\Windows\\SysWOW64\\"},
-      {u"System64Folder", "C:\\Windows\\System32\\"},
-      {u"ProgramFilesFolder", "C:\\Program Files (x86)\\"},
-      {u"ProgramFiles64Folder", "C:\\Program Files\\"},
-      {u"CommonFilesFolder", "C:\\Program Files (x86)\\Common Files\\"},
-      {u"AppDataFolder", "C:\\Users\\alice\\AppData\\Roaming\\"},
-      {u"ComputerName", "BUILD-07"},
-      {u"LogonUser", "alice"},
-      {u"UserLanguageID", "1031"},
-      {u"SystemLanguageID", "1036"},
-      {u"Privileged", ""},
-      {u"AdminUser", ""},
-      {u"Installed", "1"},
-      {u"ProductState", "5"},
-  });
-}
-
-TEST_F(SessionProperties, SetReplacesAndEmptyRemoves) {
-  open();
-  set(u"ProductName", u"Renamed");
-  set(u"NEWPROP", u"x");
-  EXPECT_EQ(property(u"ProductName"), "Renamed");
-  EXPECT_EQ(property(u"NEWPROP"), "x");
-  set(u"NEWPROP", u"");
-  EXPECT_EQ(property(u"NEWPROP"), "");
-  EXPECT_EQ(MsiSetPropertyW(session_, u"", u"x"), static_cast<UINT>(ERROR_FUNCTION_FAILED));
-  EXPECT_EQ(MsiSetPropertyW(session_, nullptr, u"x"), static_cast<UINT>(ERROR_INVALID_PARAMETER));
+      {u"CommonFilesFolder", "C:\\Program Files (x86)\\Common Files\\"}, {u"SystemFolder", "C:\\Windows\\SysWOW64\\"},
+      {u"AppDataFolder", "C:\\Users\\alice\\AppData\\Roaming\\"}, {u"ProgramFiles64Folder", "C:\\Program Files\\"},
+      {u"ProgramFilesFolder", "C:\\Program Files (x86)\\"}, {u"System64Folder", "C:\\Windows\\System32\\"},
+      {u"ComputerName", "BUILD-07"}, {u"SystemLanguageID", "1036"}, {u"UserLanguageID", "1031"}, {u"Privileged", ""},
+      {u"ServicePackLevel", "1"}, {u"WindowsBuild", "7601"}, {u"VersionNT64", "601"}, {u"LogonUser", "alice"},
+      {u"ProductState", "5"}, {u"VersionNT", "601"}, {u"Installed", "1"}, {u"AdminUser", ""}});
 }
 
 // ProductName is "Session Sample", 14 characters.
 TEST_F(SessionProperties, GetPropertySizing) {
   open();
-  struct Case {
-    const char16_t* name;
-    bool buffer;
-    DWORD size;
-    UINT code;
-    DWORD sizeAfter;
-    const char* text;
-  } cases[] = {
+  struct Case { const char16_t* name; bool buffer; DWORD size; UINT code; DWORD after; const char* text; } cases[] = {
       {u"ProductName", false, 0, ERROR_SUCCESS, 14, nullptr},
       {u"ProductName", true, 0, ERROR_MORE_DATA, 14, "untouched"},
       {u"ProductName", true, 14, ERROR_MORE_DATA, 14, "Session Sampl"},
       {u"ProductName", true, 15, ERROR_SUCCESS, 14, "Session Sample"},
-      {u"NoSuchProperty", true, 1, ERROR_SUCCESS, 0, ""},
-  };
+      {u"NoSuchProperty", true, 1, ERROR_SUCCESS, 0, ""}};
   for (const Case& c : cases) {
-    std::u16string buffer = u"untouched";
-    buffer.resize(32, u'\0');
+    std::u16string buffer = u"untouched" + std::u16string(23, u'\0');
     DWORD size = c.size;
     EXPECT_EQ(MsiGetPropertyW(session_, c.name, c.buffer ? buffer.data() : nullptr, &size), c.code) << c.size;
-    EXPECT_EQ(size, c.sizeAfter) << c.size;
+    EXPECT_EQ(size, c.after) << c.size;
     if (c.text != nullptr) {
       EXPECT_EQ(emulated::utf16ToUtf8(buffer.c_str()), c.text) << c.size;
     }
@@ -144,17 +85,10 @@ TEST_F(SessionProperties, OpenGivesTheDocumentedCodes) {
   Handle database;
   ASSERT_EQ(MsiOpenDatabaseW(packagePath().c_str(), MSIDBOPEN_READONLY, database.out()), ERROR_SUCCESS);
   const std::u16string byHandle = u"#" + emulated::utf8ToUtf16(std::to_string(database.value));
-  struct Case {
-    std::u16string path;
-    UINT code;
-  } cases[] = {
-      {u"C:\\missing.msi", ERROR_INSTALL_PACKAGE_OPEN_FAILED},
-      {u"C:\\", ERROR_INSTALL_PACKAGE_OPEN_FAILED},
-      {u"#99999", ERROR_INSTALL_PACKAGE_OPEN_FAILED},
-      {u"C:\\notes.txt", ERROR_INSTALL_PACKAGE_INVALID},
-      {packagePath(), ERROR_SUCCESS},
-      {byHandle, ERROR_SUCCESS},
-  };
+  struct Case { std::u16string path; UINT code; } cases[] = {
+      {u"C:\\missing.msi", ERROR_INSTALL_PACKAGE_OPEN_FAILED}, {u"C:\\", ERROR_INSTALL_PACKAGE_OPEN_FAILED},
+      {u"#99999", ERROR_INSTALL_PACKAGE_OPEN_FAILED}, {u"C:\\notes.txt", ERROR_INSTALL_PACKAGE_INVALID},
+      {packagePath(), ERROR_SUCCESS}, {byHandle, ERROR_SUCCESS}};
   for (const Case& c : cases) {
     Handle session;
     EXPECT_EQ(MsiOpenPackageW(c.path.c_str(), session.out()), c.code) << emulated::utf16ToUtf8(c.path);
@@ -163,18 +97,25 @@ TEST_F(SessionProperties, OpenGivesTheDocumentedCodes) {
   EXPECT_EQ(MsiOpenPackageW(nullptr, &handle), static_cast<UINT>(ERROR_INVALID_PARAMETER));
 }
 
-TEST_F(SessionProperties, SessionsOnOnePackageAreIndependentUntilClosed) {
-  Handle first, second;
-  ASSERT_EQ(MsiOpenPackageW(packagePath().c_str(), first.out()), ERROR_SUCCESS);
-  ASSERT_EQ(MsiOpenPackageW(packagePath().c_str(), second.out()), ERROR_SUCCESS);
-  ASSERT_EQ(MsiSetPropertyW(first, u"ONLYFIRST", u"1"), ERROR_SUCCESS);
+// A set replaces, an empty value removes, and only in its own session.
+TEST_F(SessionProperties, SetChangesItsOwnSessionUntilClosed) {
+  open();
+  Handle other;
+  ASSERT_EQ(MsiOpenPackageW(packagePath().c_str(), other.out()), ERROR_SUCCESS);
+  set(u"ProductName", u"Renamed");
+  set(u"NEWPROP", u"x");
+  EXPECT_EQ(property(u"ProductName") + property(u"NEWPROP"), "Renamedx");
   DWORD size = 0;
-  EXPECT_EQ(MsiGetPropertyW(second, u"ONLYFIRST", nullptr, &size), ERROR_SUCCESS);
+  EXPECT_EQ(MsiGetPropertyW(other, u"NEWPROP", nullptr, &size), ERROR_SUCCESS);
   EXPECT_EQ(size, 0u);
-  const MSIHANDLE closed = first.value;
-  EXPECT_EQ(first.close(), ERROR_SUCCESS);
-  EXPECT_EQ(MsiGetPropertyW(closed, u"ONLYFIRST", nullptr, &size), static_cast<UINT>(ERROR_INVALID_HANDLE));
-  EXPECT_EQ(MsiGetPropertyW(second, u"ProductName", nullptr, &size), ERROR_SUCCESS);
+  set(u"NEWPROP", u"");
+  EXPECT_EQ(property(u"NEWPROP"), "");
+  EXPECT_EQ(MsiSetPropertyW(session_, u"", u"x"), static_cast<UINT>(ERROR_FUNCTION_FAILED));
+  EXPECT_EQ(MsiSetPropertyW(session_, nullptr, u"x"), static_cast<UINT>(ERROR_INVALID_PARAMETER));
+  const MSIHANDLE closed = session_.value;
+  EXPECT_EQ(session_.close(), ERROR_SUCCESS);
+  EXPECT_EQ(MsiGetPropertyW(closed, u"ProductName", nullptr, &size), static_cast<UINT>(ERROR_INVALID_HANDLE));
+  EXPECT_EQ(MsiGetPropertyW(other, u"ProductName", nullptr, &size), ERROR_SUCCESS);
 }
 
 }  // namespace

@@ -33,13 +33,10 @@ class SessionTest : public test_support::TempMachineTest {
   std::string property(const std::u16string& name) const {
     WCHAR empty[1] = {0};
     DWORD size = 0;
-    if (MsiGetPropertyW(session_, name.c_str(), empty, &size) != ERROR_MORE_DATA)
-      return "<sizing failed>";
-    std::u16string value(size + 1, u'\0');
-    ++size;
+    if (MsiGetPropertyW(session_, name.c_str(), empty, &size) != ERROR_MORE_DATA) return "<sizing failed>";
+    std::u16string value(++size, u'\0');
     if (MsiGetPropertyW(session_, name.c_str(), value.data(), &size) != ERROR_SUCCESS) return "<read failed>";
-    value.resize(size);
-    return emulated::utf16ToUtf8(value);
+    return emulated::utf16ToUtf8(value.substr(0, size));
   }
 
   Handle session_;

@@ -1,12 +1,12 @@
-// The external UI and the log of the emulated Windows Installer: what
-// reaches the handler and what it answers, the ACTIONSTART texts, and the
-// log lines each mode selects.
+// The external UI and the log of the emulated Windows Installer: what reaches the handler and what it answers, the
+// ACTIONSTART texts, and the log lines each mode selects.
 #include "platform/emulated/installer/ui_messages.h"
 
 #include <gtest/gtest.h>
 
 #include <regex>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "../support/temp_machine.h"
@@ -19,10 +19,7 @@ namespace {
 using emulated::utf16ToUtf8;
 using namespace emulated::installer;
 
-struct Received {
-  UINT type;
-  std::string text;
-};
+struct Received { UINT type; std::string text; };
 
 std::vector<Received> received;
 int answer = IDOK;
@@ -62,24 +59,15 @@ TEST_F(UiTest, SettingsReturnWhatWasThereBefore) {
 }
 
 TEST_F(UiTest, FilterDecidesWhatReachesTheHandlerAndItsAnswerComesBack) {
-  struct Case {
-    DWORD filter;
-    UINT type;
-    int handlerAnswer;
-    bool delivered;
-    bool cancelled;
-  };
+  struct Case { DWORD filter; UINT type; int handlerAnswer; bool delivered; bool cancelled; };
   const Case cases[] = {
       {INSTALLLOGMODE_ERROR, INSTALLMESSAGE_ERROR | MB_OK | MB_ICONERROR, IDOK, true, false},
       {INSTALLLOGMODE_ERROR, INSTALLMESSAGE_WARNING, IDOK, false, false},
-      {0x786, INSTALLMESSAGE_PROGRESS, IDCANCEL, true, true},
-      {0x786, INSTALLMESSAGE_ACTIONDATA, IDCANCEL, true, true},
-      {0x786, INSTALLMESSAGE_INFO, IDCANCEL, false, false},
+      {0x786, INSTALLMESSAGE_PROGRESS, IDCANCEL, true, true}, {0x786, INSTALLMESSAGE_ACTIONDATA, IDCANCEL, true, true},
+      {0x786, INSTALLMESSAGE_INFO, IDCANCEL, false, false}, {0, INSTALLMESSAGE_ERROR, IDCANCEL, false, false},
       {INSTALLLOGMODE_INFO, INSTALLMESSAGE_INFO, IDCANCEL, true, true},
       {INSTALLLOGMODE_FATALEXIT, INSTALLMESSAGE_FATALEXIT, 0, true, false},
-      {INSTALLLOGMODE_INSTALLEND, INSTALLMESSAGE_INSTALLEND, -1, true, false},
-      {0, INSTALLMESSAGE_ERROR, IDCANCEL, false, false},
-  };
+      {INSTALLLOGMODE_INSTALLEND, INSTALLMESSAGE_INSTALLEND, -1, true, false}};
   MessageChannel channel;
   for (const Case& c : cases) {
     received.clear();
@@ -90,9 +78,7 @@ TEST_F(UiTest, FilterDecidesWhatReachesTheHandlerAndItsAnswerComesBack) {
     EXPECT_EQ(got.value(), c.delivered ? c.handlerAnswer : 0) << std::hex << c.type;
     EXPECT_EQ(got.cancelled(), c.cancelled) << std::hex << c.type;
     EXPECT_EQ(got.resultCode(), c.cancelled ? 1602u : 0u);
-    if (c.delivered) {
-      EXPECT_EQ(received[0].type, c.type);
-    }
+    EXPECT_TRUE(!c.delivered || received.at(0).type == c.type) << std::hex << c.type;
   }
   received.clear();
   MsiSetExternalUIW(recordingHandler, INSTALLLOGMODE_PROGRESS, &calls_);
@@ -102,58 +88,37 @@ TEST_F(UiTest, FilterDecidesWhatReachesTheHandlerAndItsAnswerComesBack) {
   channel.end(ERROR_SUCCESS, {});
 }
 
-TEST_F(UiTest, ActionStartTexts) {
-  struct Case {
-    const char16_t* action;
-    const char16_t* description;
-    int hour, minute, second;
-    const char* expected;
-  };
-  const Case cases[] = {
-      {u"CostFinalize", u"Computing the targets", 9, 5, 3, "Action 9:05:03: CostFinalize. Computing the targets"},
-      {u"CostFinalize", u"", 23, 59, 59, "Action 23:59:59: CostFinalize. "},
-      {u"AppSearch", u"", 0, 0, 0, "Action 0:00:00: AppSearch. "},
-      {u"Rollback", u"Undoes actions.", 12, 30, 0, "Action 12:30:00: Rollback. Undoes actions."},
-  };
-  for (const Case& c : cases) {
-    std::tm at{};
-    at.tm_hour = c.hour;
-    at.tm_min = c.minute;
-    at.tm_sec = c.second;
-    EXPECT_EQ(utf16ToUtf8(actionStartText(c.action, c.description, at)), c.expected);
-  }
-  std::tm at{};
-  at.tm_hour = 7;
-  at.tm_min = 1;
-  EXPECT_EQ(utf16ToUtf8(actionEndedLogText(u"X", ERROR_INSTALL_USEREXIT, at)), "Action ended 7:01:00: X. Return value 2.");
-  at.tm_mon = 5;
-  at.tm_mday = 2;
-  at.tm_year = 126;
-  EXPECT_EQ(utf16ToUtf8(installerDate(at)), "6/2/2026");
-}
-
-TEST_F(UiTest, ActionStartTakesTheActionTextDescriptionElseTheDefault) {
+TEST_F(UiTest, ActionTextsTakeTheDescriptionElseTheDefaultAndTheTime) {
   MsiSetExternalUIW(recordingHandler, INSTALLLOGMODE_ACTIONSTART | INSTALLLOGMODE_INFO, &calls_);
   MessageChannel channel;
   EXPECT_FALSE(channel.actionStart(u"CostFinalize", std::u16string(u"Resolving")).cancelled());
   EXPECT_FALSE(channel.actionStart(u"Rollback", std::nullopt).cancelled());
   EXPECT_FALSE(channel.actionStart(u"AppSearch", std::nullopt).cancelled());
-  const std::vector<std::pair<UINT, std::string>> expected = {
-      {INSTALLMESSAGE_ACTIONSTART, R"(Action \d{1,2}:\d\d:\d\d: CostFinalize\. Resolving)"},
-      {INSTALLMESSAGE_INFO, R"(Action start \d{1,2}:\d\d:\d\d: CostFinalize\.)"},
-      {INSTALLMESSAGE_ACTIONSTART, R"(Action \d{1,2}:\d\d:\d\d: Rollback\. Undoes actions\.)"},
-      {INSTALLMESSAGE_INFO, R"(Action start \d{1,2}:\d\d:\d\d: Rollback\.)"},
-      {INSTALLMESSAGE_ACTIONSTART, R"(Action \d{1,2}:\d\d:\d\d: AppSearch\. )"},
-      {INSTALLMESSAGE_INFO, R"(Action start \d{1,2}:\d\d:\d\d: AppSearch\.)"},
-  };
-  ASSERT_EQ(received.size(), expected.size());
-  for (size_t i = 0; i < expected.size(); ++i) {
-    EXPECT_EQ(received[i].type, expected[i].first);
-    EXPECT_TRUE(std::regex_match(received[i].text, std::regex(expected[i].second))) << received[i].text;
+  // Each action: its ACTIONSTART with the description, then the INFO "Action start".
+  const char* started[][2] = {{"CostFinalize", "Resolving"}, {"Rollback", "Undoes actions\\."}, {"AppSearch", ""}};
+  ASSERT_EQ(received.size(), 6u);
+  for (size_t i = 0; i < received.size(); ++i) {
+    const std::string clock = R"( \d{1,2}:\d\d:\d\d: )" + std::string(started[i / 2][0]) + R"(\.)";
+    const std::string pattern = i % 2 ? "Action start" + clock : "Action" + clock + " " + started[i / 2][1];
+    EXPECT_EQ(received[i].type, i % 2 ? INSTALLMESSAGE_INFO : INSTALLMESSAGE_ACTIONSTART);
+    EXPECT_TRUE(std::regex_match(received[i].text, std::regex(pattern))) << received[i].text;
   }
   answer = IDCANCEL;
   EXPECT_TRUE(channel.actionStart(u"FileCost", std::nullopt).cancelled());
   EXPECT_EQ(calls_, 7);  // the cancel of the ACTIONSTART stops the "Action start" message
+  // The texts at given times, the end of an action and the date.
+  std::tm at{};
+  auto startAt = [&at](int hour, int minute, int second, const char16_t* action, const char16_t* description) {
+    std::tie(at.tm_hour, at.tm_min, at.tm_sec) = std::tuple(hour, minute, second);
+    return utf16ToUtf8(actionStartText(action, description, at));
+  };
+  EXPECT_EQ(startAt(9, 5, 3, u"CostFinalize", u"Resolving"), "Action 9:05:03: CostFinalize. Resolving");
+  EXPECT_EQ(startAt(0, 0, 0, u"AppSearch", u""), "Action 0:00:00: AppSearch. ");
+  EXPECT_EQ(startAt(12, 30, 0, u"Rollback", u"Undoes actions."), "Action 12:30:00: Rollback. Undoes actions.");
+  std::tie(at.tm_hour, at.tm_min, at.tm_sec) = std::tuple(7, 1, 0);
+  EXPECT_EQ(utf16ToUtf8(actionEndedLogText(u"X", ERROR_INSTALL_USEREXIT, at)), "Action ended 7:01:00: X. Return value 2.");
+  std::tie(at.tm_year, at.tm_mon, at.tm_mday) = std::tuple(126, 5, 2);
+  EXPECT_EQ(utf16ToUtf8(installerDate(at)), "6/2/2026");
 }
 
 // One operation that sends one message of each kind the log tells apart.
@@ -170,38 +135,21 @@ void runOperation(UINT result) {
 }
 
 TEST_F(UiTest, EachLogModeSelectsItsLines) {
-  struct Case {
-    DWORD mode;
-    std::vector<const char*> present;
-    std::vector<const char*> absent;
-  };
-  const char* kHeader = "=== Logging started: ";
-  const char* kVerboseHeader = "=== Verbose logging started: ";
-  const char* kFooter = "=== Logging stopped: ";
-  const char* kActionStart = ": LaunchConditions. \r\n";
-  const char* kActionInfo = "Action start ";
-  const char* kEnded = "Action ended ";
-  const char* kError = "Error 1. Needs more.";
-  const char* kWarning = "Warning text";
-  const char* kData = "File: a.txt";
-  const char* kProperty = "Property(S): ProductName = Widget";
-  const char* kVerbose = "]: Skipping action";
-  const char* kDoing = "]: Doing action: LaunchConditions";
-  const char* kProgress = "1: 0 2: 100";
+  struct Case { DWORD mode; std::vector<const char*> present; std::vector<const char*> absent; };
+  const char *kHeader = "=== Logging started: ", *kVerboseHeader = "=== Verbose logging started: ",
+             *kFooter = "=== Logging stopped: ", *kActionStart = ": LaunchConditions. \r\n",
+             *kActionInfo = "Action start ", *kEnded = "Action ended ", *kError = "Error 1. Needs more.",
+             *kWarning = "Warning text", *kData = "File: a.txt", *kProperty = "Property(S): ProductName = Widget",
+             *kVerbose = "]: Skipping action", *kDoing = "]: Doing action: LaunchConditions", *kProgress = "1: 0 2: 100";
   const Case cases[] = {
-      {INSTALLLOGMODE_ERROR,
-       {kHeader, kError, kFooter},
+      {INSTALLLOGMODE_ERROR, {kHeader, kError, kFooter},
        {kVerboseHeader, kWarning, kActionStart, kActionInfo, kData, kProperty, kVerbose, kProgress}},
-      {INSTALLLOGMODE_ACTIONSTART | INSTALLLOGMODE_INFO,
-       {kActionStart, kActionInfo, kEnded},
-       {kError, kData, kProperty, kVerbose}},
+      {INSTALLLOGMODE_ACTIONSTART | INSTALLLOGMODE_INFO, {kActionStart, kActionInfo, kEnded}, {kError, kData, kProperty, kVerbose}},
       {INSTALLLOGMODE_WARNING | INSTALLLOGMODE_ACTIONDATA, {kWarning, kData}, {kError, kActionInfo}},
       {INSTALLLOGMODE_PROPERTYDUMP, {kHeader, kProperty, kFooter}, {kError, kEnded, kVerbose, kProgress}},
       {INSTALLLOGMODE_VERBOSE,
-       {kVerboseHeader, kActionStart, kActionInfo, kEnded, kError, kWarning, kData, kProperty, kVerbose, kDoing,
-        kFooter},
-       {kProgress}},
-  };
+       {kVerboseHeader, kActionStart, kActionInfo, kEnded, kError, kWarning, kData, kProperty, kVerbose, kDoing, kFooter},
+       {kProgress}}};
   for (const Case& c : cases) {
     ASSERT_EQ(MsiEnableLogW(c.mode, logPath().c_str(), 0), ERROR_SUCCESS);
     runOperation(ERROR_SUCCESS);
@@ -215,9 +163,7 @@ TEST_F(UiTest, AppendKeepsEarlierOperationsAndAFreshLogReplacesThem) {
   auto headers = [&] {
     const std::string log = logText();
     size_t count = 0;
-    for (size_t at = log.find("=== Logging started"); at != std::string::npos; at = log.find("=== Logging started", at + 1)) {
-      ++count;
-    }
+    for (size_t at = 0; (at = log.find("=== Logging started", at)) != std::string::npos; ++at) ++count;
     return count;
   };
   ASSERT_EQ(MsiEnableLogW(INSTALLLOGMODE_INFO, logPath().c_str(), INSTALLLOGATTRIBUTES_APPEND), ERROR_SUCCESS);
@@ -231,7 +177,7 @@ TEST_F(UiTest, AppendKeepsEarlierOperationsAndAFreshLogReplacesThem) {
   EXPECT_NE(logText().find("Return value 3."), std::string::npos);
 }
 
-TEST_F(UiTest, LogOnlyOnErrorKeepsTheLogOfAFailureOnly) {
+TEST_F(UiTest, LogOnlyOnErrorKeepsTheLogOfAFailureOnlyAndABadPathRunsWithout) {
   const DWORD mode = INSTALLLOGMODE_LOGONLYONERROR | INSTALLLOGMODE_INFO;
   ASSERT_EQ(MsiEnableLogW(mode, logPath().c_str(), 0), ERROR_SUCCESS);
   runOperation(ERROR_SUCCESS);
@@ -249,9 +195,7 @@ TEST_F(UiTest, LogOnlyOnErrorKeepsTheLogOfAFailureOnly) {
   ASSERT_EQ(MsiEnableLogW(mode, logPath().c_str(), INSTALLLOGATTRIBUTES_APPEND), ERROR_SUCCESS);
   runOperation(ERROR_SUCCESS);
   EXPECT_EQ(logText(), before);
-}
-
-TEST_F(UiTest, AnUnwritablePathRunsWithoutALog) {
+  // An unwritable path: the operation runs without a log.
   EXPECT_EQ(MsiEnableLogW(0, logPath().c_str(), 0), static_cast<UINT>(ERROR_INVALID_PARAMETER));
   ASSERT_EQ(MsiEnableLogW(INSTALLLOGMODE_VERBOSE, u"C:\\missing\\folder\\install.log", 0), ERROR_SUCCESS);
   MsiSetExternalUIW(recordingHandler, INSTALLLOGMODE_ERROR, &calls_);

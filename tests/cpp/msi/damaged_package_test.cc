@@ -1,15 +1,14 @@
-// Damaged packages get error codes, never a crash. The two corruptions
-// that killed the process inside libmsi are made here from the wixl-built
-// test package: one FAT entry changed, so the streams of the mini stream
-// read other streams' bytes (libmsi crashed while opening, on a null
-// stream name); and the sector holding the column catalogue zeroed, which
-// leaves the compound file sound (libmsi crashed in its query parser).
-#include <dirent.h>
+// Damaged packages get error codes, never a crash. The two corruptions that killed the process inside libmsi are made
+// here from the wixl-built test package: one FAT entry changed, so the streams of the mini stream read other streams'
+// bytes (libmsi crashed while opening, on a null stream name); and the sector holding the column catalogue zeroed,
+// which leaves the compound file sound (libmsi crashed in its query parser).
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <filesystem>
+#include <utility>
 
 #include "../support/test_packages.h"
 #include "install/msi/msi_package_info_interface.h"
@@ -25,8 +24,7 @@ using emulated::PackageVerdict;
 using test_packages::fixtureHostPath;
 using test_packages::MachineFile;
 
-constexpr std::size_t kSector = 512;
-constexpr std::size_t kMiniSector = 64;
+constexpr std::size_t kSector = 512, kMiniSector = 64;
 
 std::uint32_t le32(const std::string& bytes, std::size_t at) {
   std::uint32_t value = 0;
@@ -46,34 +44,29 @@ std::string fatEntryChanged(std::string bytes) {
   return bytes;
 }
 
-std::string columnsStream(const std::string& hostPath) {
+// The bytes of a package's _Columns stream (or why not), and its first mini sector.
+std::pair<std::string, std::uint32_t> columnsStream(const std::string& hostPath) {
   std::string problem, bytes;
   bool missing = false;
   auto file = CompoundFile::open(hostPath, problem, missing);
-  if (!file) return "unreadable: " + problem;
-  const CompoundFile::Stream* columns = file->find(emulated::packedTableStreamName("_Columns"));
-  if (columns == nullptr || !file->read(*columns, bytes)) return "no _Columns";
-  return bytes;
+  const CompoundFile::Stream* columns = file ? file->find(emulated::packedTableStreamName("_Columns")) : nullptr;
+  if (columns == nullptr || !file->read(*columns, bytes)) return {"unreadable: " + problem, 0};
+  return {bytes, columns->start};
 }
 
-// wixl writes the mini stream as one run of sectors, so the file sector of
-// a mini sector is plain arithmetic; the test checks that it hit.
+// wixl writes the mini stream as one run of sectors, so the file sector of a mini sector is plain arithmetic; the
+// test checks that it hit.
 std::string columnsSectorZeroed(std::string bytes) {
-  std::string problem;
-  bool missing = false;
-  auto file = CompoundFile::open(fixtureHostPath("product"), problem, missing);
-  const CompoundFile::Stream* columns = file->find(emulated::packedTableStreamName("_Columns"));
-  const std::size_t sector = miniStreamStart(bytes) + columns->start * kMiniSector / kSector;
+  const std::uint32_t start = columnsStream(fixtureHostPath("product")).second;
+  const std::size_t sector = miniStreamStart(bytes) + start * kMiniSector / kSector;
   std::fill_n(&bytes[sectorOffset(std::uint32_t(sector))], kSector, '\0');
   return bytes;
 }
 
-TEST(DamagedPackage, GetsTheDocumentedCodesAndNeverReachesLibmsi) {
+TEST(DamagedPackage, GetsTheDocumentedCodesNeverReachesLibmsiAndNoTestPackageIsRefused) {
   const std::string original = test_packages::readBytes(fixtureHostPath("product"));
-  const struct {
-    const char* name;
-    std::string bytes;
-  } cases[] = {{"fat-entry.msi", fatEntryChanged(original)}, {"zeroed-columns.msi", columnsSectorZeroed(original)}};
+  const struct { const char* name; std::string bytes; } cases[] = {
+      {"fat-entry.msi", fatEntryChanged(original)}, {"zeroed-columns.msi", columnsSectorZeroed(original)}};
   for (const auto& damage : cases) {
     SCOPED_TRACE(damage.name);
     MachineFile file(damage.name, damage.bytes);
@@ -90,39 +83,27 @@ TEST(DamagedPackage, GetsTheDocumentedCodesAndNeverReachesLibmsi) {
     EXPECT_EQ(installer::msi_wrapper::openMsiProductInfo(file.path, error), nullptr);
     EXPECT_EQ(error, std::uint32_t(ERROR_OPEN_FAILED));
   }
-  // The zeroed sector is the catalogue's, in a compound file that is sound.
-  MachineFile zeroed("zeroed-check.msi", cases[1].bytes);
-  const std::string columns = columnsStream(zeroed.hostPath);
-  EXPECT_EQ(columns.size(), columnsStream(fixtureHostPath("product")).size());
-  EXPECT_NE(columns, columnsStream(fixtureHostPath("product")));
-}
-
-// The check refuses no package that wixl and libmsi wrote.
-TEST(DamagedPackage, EveryTestPackageIsSound) {
-  DIR* directory = ::opendir(MSI_FIXTURE_DIR);
-  ASSERT_NE(directory, nullptr);
+  // A file damaged in place after a good open is checked again. The zeroed sector is the catalogue's, in a compound
+  // file that is sound.
+  MachineFile rewritten("rewritten.msi", original);
+  MSIHANDLE database = 0;
+  ASSERT_EQ(MsiOpenDatabaseW(rewritten.path.c_str(), MSIDBOPEN_READONLY, &database), UINT(ERROR_SUCCESS));
+  MsiCloseHandle(database);
+  test_packages::writeBytes(rewritten.hostPath, cases[1].bytes);
+  EXPECT_EQ(MsiOpenDatabaseW(rewritten.path.c_str(), MSIDBOPEN_READONLY, &database), UINT(ERROR_OPEN_FAILED));
+  const std::string columns = columnsStream(rewritten.hostPath).first;
+  const std::string sound = columnsStream(fixtureHostPath("product")).first;
+  EXPECT_EQ(columns.size(), sound.size());
+  EXPECT_NE(columns, sound);
+  // The check refuses no package that wixl and libmsi wrote.
   int checked = 0;
-  while (const dirent* entry = ::readdir(directory)) {
-    const std::string name = entry->d_name;
-    if (name.size() < 4 || name.compare(name.size() - 4, 4, ".msi") != 0) continue;
+  for (const auto& entry : std::filesystem::directory_iterator(MSI_FIXTURE_DIR)) {
+    if (entry.path().extension() != ".msi") continue;
     std::string problem;
-    EXPECT_EQ(checkPackageFile(std::string(MSI_FIXTURE_DIR) + "/" + name, problem), PackageVerdict::sound)
-        << name << ": " << problem;
+    EXPECT_EQ(checkPackageFile(entry.path().string(), problem), PackageVerdict::sound) << entry.path() << ": " << problem;
     ++checked;
   }
-  ::closedir(directory);
   EXPECT_GT(checked, 10);
-}
-
-// A package damaged in place after a good open is checked again.
-TEST(DamagedPackage, ARewrittenFileIsCheckedAgain) {
-  const std::string original = test_packages::readBytes(fixtureHostPath("product"));
-  MachineFile file("rewritten.msi", original);
-  MSIHANDLE database = 0;
-  ASSERT_EQ(MsiOpenDatabaseW(file.path.c_str(), MSIDBOPEN_READONLY, &database), UINT(ERROR_SUCCESS));
-  MsiCloseHandle(database);
-  test_packages::writeBytes(file.hostPath, columnsSectorZeroed(original));
-  EXPECT_EQ(MsiOpenDatabaseW(file.path.c_str(), MSIDBOPEN_READONLY, &database), UINT(ERROR_OPEN_FAILED));
 }
 
 }  // namespace
