@@ -53,8 +53,7 @@ TEST(MsiRecordGetString, NullEmptyAndAbsentFieldsReadAsEmpty) {
   }
 }
 
-// libmsi warns when asked for the integer of a null field, and stores
-// MSI_NULL_INTEGER as a number. Windows does neither.
+// libmsi warns when asked for the integer of a null field, and stores MSI_NULL_INTEGER as a number. Windows does neither.
 TEST(MsiRecordInteger, NullIntegerIsANullField) {
   Handle record(MsiCreateRecord(2));
   const size_t warningsBefore = emulated::libmsiWarningCount();
@@ -105,8 +104,7 @@ TEST(MsiRecord, FetchedRowsKeepTheirTypes) {
                                             u"numeric|-42|-42|set|int"}));
 }
 
-// A binary column reads as a stream, which has no text: Windows answers
-// 1804 where libmsi answers a null string.
+// A binary column reads as a stream, which has no text: Windows answers 1804 where libmsi answers a null string.
 TEST(MsiRecord, StreamFieldsHaveNoText) {
   Handle database = msi_test::openDatabase(fixture("product"));
   Handle view = msi_test::executedView(database, u"SELECT `Name`, `Data` FROM `Binary`");
@@ -117,8 +115,7 @@ TEST(MsiRecord, StreamFieldsHaveNoText) {
   EXPECT_EQ(MsiRecordGetStringW(row, 2, nullptr, &size), UINT(ERROR_INVALID_DATATYPE));
   EXPECT_EQ(MsiRecordGetInteger(row, 2), int(MSI_NULL_INTEGER));
   // The row outlives its view and database handles.
-  view.close();
-  database.close();
+  view.close(), database.close();
   EXPECT_EQ(fieldText(row, 1), u"Blob");
 }
 
