@@ -25,8 +25,7 @@ TEST_F(LineStream, ARecordAboveTheLevelHasNoBufferAndIgnoresAppends) {
   EXPECT_EQ(record.buffer(), nullptr);
   TraceLineStream stream(record);
   stream << "text" << 42;
-  EXPECT_TRUE(stream.dropped());
-  EXPECT_EQ(stream.length(), 0u);
+  EXPECT_TRUE(stream.dropped() && stream.length() == 0);
 
   char* buffer = static_cast<char*>(std::malloc(8));
   EXPECT_EQ(tracer_.beginRecord(800, buffer, 512), 0u);
@@ -81,14 +80,11 @@ TEST_F(LineStream, WidthAndFillPadOneItem) {
 TEST_F(LineStream, BelowLevel1000ALineThatOutgrowsItsRecordIsDroppedWhole) {
   TraceRecord record(tracer_, 700);
   TraceLineStream s(record);
-  s << std::string(300, 'a');
-  s << std::string(300, 'b');
+  s << std::string(300, 'a') << std::string(300, 'b');
   EXPECT_TRUE(s.dropped());
-  EXPECT_EQ(s.length(), 0u);
-  EXPECT_EQ(s.capacity(), 0u);
   EXPECT_EQ(record.buffer(), nullptr);
   s << "more";
-  EXPECT_EQ(s.length(), 0u);
+  EXPECT_EQ(s.length() + s.capacity(), 0u);
 }
 
 TEST_F(LineStream, FromLevel1000TheRecordGrowsToTheLargerOfTheNeedAndTwiceItsSize) {
@@ -99,7 +95,6 @@ TEST_F(LineStream, FromLevel1000TheRecordGrowsToTheLargerOfTheNeedAndTwiceItsSiz
   EXPECT_EQ(s.capacity(), 1024u);
   s << std::string(2000, 'b');
   EXPECT_EQ(s.capacity(), 2600u);
-  EXPECT_EQ(s.length(), 2600u);
   EXPECT_EQ(s.text(), std::string(600, 'a') + std::string(2000, 'b'));
 }
 
