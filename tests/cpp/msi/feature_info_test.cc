@@ -20,12 +20,8 @@ constexpr const char16_t* kProduct = u"{11111111-2222-3333-4444-555555555555}";
 class InstalledFeatures : public test_support::TempMachineTest {
  protected:
   void install(std::vector<emulated::InstalledFeature> features) {
-    emulated::InstalledProduct product;
-    product.productCode = kProduct;
-    product.installLocation = u"C:\\App";
-    product.localPackage = test_packages::fixture("features");
-    product.features = std::move(features);
-    ASSERT_TRUE(emulated::saveInstalledProduct(product));
+    ASSERT_TRUE(emulated::saveInstalledProduct(
+        {kProduct, u"", u"", u"", u"", u"C:\\App", test_packages::fixture("features"), std::move(features)}));
   }
   // Each feature's name, enabled and visible, in the order given.
   static std::vector<std::tuple<platform::wstring, bool, bool>> states(const std::vector<FeatureInfo>& features) {

@@ -15,11 +15,7 @@ constexpr const char16_t* kUpgrade = u"{AAAAAAAA-BBBB-CCCC-DDDD-EEEEEEEEEEEE}";
 class UpgradeMatches : public test_support::TempMachineTest {
  protected:
   void installVersion(const char16_t* version) {
-    emulated::InstalledProduct product;
-    product.productCode = u"{11111111-2222-3333-4444-555555555555}";
-    product.upgradeCode = kUpgrade;
-    product.versionString = version;
-    ASSERT_TRUE(emulated::saveInstalledProduct(product));
+    ASSERT_TRUE(emulated::saveInstalledProduct({u"{11111111-2222-3333-4444-555555555555}", u"", version, u"", kUpgrade}));
   }
   static bool matches(UpgradeEntry entry) { return !findInstalledUpgradeMatches({entry}).empty(); }
   static UpgradeEntry entry(std::int32_t attributes, const char16_t* min = nullptr, const char16_t* max = nullptr) {
