@@ -155,6 +155,7 @@ test('the feature tree fills the array in place, holes included', () => {
   assert.deepStrictEqual(byName.Docs, { name: 'Docs', parentName: 'Complete', displayName: 'Documentation',
     description: 'The manuals', activeInstallLevel: { condition: 'NOT Installed', installLevel: 1 },
     defaultInstallLevel: 3, cost: 0, enabled: true, visible: false });
-  assert.deepStrictEqual([byName.Extras.activeInstallLevel, byName.Extras.visible], [{ condition: '', installLevel: 0 }, true]);
+  const { activeInstallLevel, visible } = byName.Extras;
+  assert.deepStrictEqual([activeInstallLevel, visible], [{ condition: '', installLevel: 0 }, true]);
   assert.strictEqual(out.badArray, 'Error: Failed to convert to Array type');
 });

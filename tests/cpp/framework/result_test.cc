@@ -29,7 +29,7 @@ TEST(ResultFromWin32Error, MapsEachErrorToItsResultCode) {
       // Other failures become the unknown failure.
       {0x80004005, 0x80010100}, {0x80000000, 0x80010100}, {0xFFFFFFFF, 0x80010100}, {0x80170002, 0x80010100},
   };
-  for (const auto& c : cases) EXPECT_EQ(std::uint32_t(qor::resultFromWin32Error(c.error)), c.result) << "Win32 error " << c.error;
+  for (const auto& c : cases) EXPECT_EQ(std::uint32_t(qor::resultFromWin32Error(c.error)), c.result) << c.error;
 }
 
 }  // namespace

@@ -39,10 +39,10 @@ TEST_F(InstalledFeatures, EnabledWhenOnTheMachineAndHiddenWhenNotListed) {
   ASSERT_EQ(MsiProductInstalledInfo(kProduct).getProductFeatures(features), 0u);
   // Hidden by the package stays hidden; advertised is not installed.
   using State = std::tuple<platform::wstring, bool, bool>;
-  EXPECT_EQ(states(features), (std::vector<State>{{u"Complete", true, true}, {u"Docs", true, false}, {u"Extras", false, true}}));
+  EXPECT_EQ(states(features), (std::vector<State>{{u"Complete", 1, 1}, {u"Docs", 1, 0}, {u"Extras", 0, 1}}));
   install({{u"Complete", u"", INSTALLSTATE_LOCAL}});  // Extras is then not listed by Windows Installer
   ASSERT_EQ(MsiProductInstalledInfo(kProduct).getProductFeatures(features), 0u);
-  EXPECT_EQ(states(features), (std::vector<State>{{u"Complete", true, true}, {u"Docs", false, false}, {u"Extras", false, false}}));
+  EXPECT_EQ(states(features), (std::vector<State>{{u"Complete", 1, 1}, {u"Docs", 0, 0}, {u"Extras", 0, 0}}));
 }
 
 TEST_F(InstalledFeatures, AMissingCachedPackageGivesItsCode) {
