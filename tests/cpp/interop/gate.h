@@ -33,10 +33,7 @@ class Gate {
   bool waitStarted(int count, std::chrono::milliseconds timeout = 10s) { return waitFor(started_, count, timeout); }
   bool waitFinished(int count, std::chrono::milliseconds timeout = 10s) { return waitFor(finished_, count, timeout); }
 
-  int started() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return started_;
-  }
+  int started() { std::lock_guard<std::mutex> lock(mutex_); return started_; }
 
  private:
   std::mutex mutex_;

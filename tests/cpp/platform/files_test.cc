@@ -53,8 +53,7 @@ TEST_F(Files, RefusedOpensSetTheirLastError) {
   ASSERT_TRUE(CloseHandle(open(u"C:\\Logs\\plain", GENERIC_WRITE, 0, CREATE_NEW)));
   const struct {
     const WCHAR* name;
-    DWORD access, disposition;
-    DWORD error;
+    DWORD access, disposition, error;
   } cases[] = {
       {u"C:\\NoSuchDir\\a.log", GENERIC_WRITE, CREATE_NEW, ERROR_PATH_NOT_FOUND},
       {u"C:\\NoSuchDir\\a.log", GENERIC_READ, OPEN_EXISTING, ERROR_PATH_NOT_FOUND},
@@ -132,8 +131,7 @@ TEST_F(Files, WriteFileAndCloseHandleCheckTheirHandle) {
   HANDLE file = open(u"C:\\Logs\\r.log", GENERIC_READ, FILE_SHARE_READ, CREATE_NEW);
   DWORD written = 99;
   EXPECT_FALSE(WriteFile(file, "x", 1, &written, nullptr));
-  EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
-  EXPECT_EQ(written, 0u);
+  EXPECT_EQ(std::make_pair(GetLastError(), written), std::make_pair(DWORD(ERROR_ACCESS_DENIED), DWORD(0)));
   EXPECT_TRUE(CloseHandle(file));
   EXPECT_FALSE(WriteFile(file, "x", 1, &written, nullptr));
   EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
@@ -147,8 +145,7 @@ TEST_F(Files, AFullDiskIsReported) {
   ASSERT_NE(full, INVALID_HANDLE_VALUE);
   DWORD written = 99;
   EXPECT_FALSE(WriteFile(full, "line\r\n", 6, &written, nullptr));
-  EXPECT_EQ(GetLastError(), ERROR_DISK_FULL);
-  EXPECT_EQ(written, 0u);
+  EXPECT_EQ(std::make_pair(GetLastError(), written), std::make_pair(DWORD(ERROR_DISK_FULL), DWORD(0)));
   EXPECT_TRUE(CloseHandle(full));
 }
 

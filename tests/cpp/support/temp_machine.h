@@ -38,10 +38,7 @@ class TempMachineTest : public ::testing::Test {
   // The host path of a path under C:\, given with forward slashes.
   std::string hostPath(const std::string& underDriveC) const { return root_ + "/drive_c/" + underDriveC; }
 
-  static bool exists(const std::string& path) {
-    struct stat st;
-    return ::stat(path.c_str(), &st) == 0;
-  }
+  static bool exists(const std::string& path) { struct stat st; return ::stat(path.c_str(), &st) == 0; }
 
   static std::string read(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
