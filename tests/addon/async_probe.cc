@@ -36,17 +36,11 @@ class Gates {
     return id;
   }
   std::int32_t open(const std::int32_t& passes) {
-    {
-      std::lock_guard<std::mutex> lock(mutex_);
-      passes_ += passes;
-    }
+    { std::lock_guard<std::mutex> lock(mutex_); passes_ += passes; }
     changed_.notify_all();
     return 0;
   }
-  std::int32_t started() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return started_;
-  }
+  std::int32_t started() { std::lock_guard<std::mutex> lock(mutex_); return started_; }
   std::int32_t poolExceptions() { return std::int32_t(ThreadPool::instance().exceptionManager()->size()); }
   std::int32_t poolRecords() { return static_cast<std::int32_t>(ThreadPool::instance().recordCount()); }
   std::int32_t keptCalls() {

@@ -22,10 +22,7 @@ namespace test_packages {
 // The machine of this test process: a temporary root, removed at exit.
 class TestMachine {
  public:
-  static TestMachine& get() {
-    static TestMachine machine;
-    return machine;
-  }
+  static TestMachine& get() { static TestMachine machine; return machine; }
   const std::string& root() const { return root_; }
   ~TestMachine() { (void)::system(("rm -rf '" + root_ + "'").c_str()); }
 
