@@ -1,6 +1,5 @@
-// Test services that let script drive the thread pool and the host-loop
-// channel: tasks that block until script lets them through, native threads
-// that call script receivers, and a failing wake-up.
+// Test services that let script drive the thread pool and the host-loop channel: tasks that block until
+// script lets them through, native threads that call script receivers, and a failing wake-up.
 #include "async_probe.h"
 
 #include <atomic>
@@ -24,8 +23,7 @@ using node_interop::helpers::ScriptHost;
 using node_interop::helpers::ThreadPool;
 using platform::wstring;
 
-// Asynchronous calls of wait() block their pool threads until script opens
-// the gate for them.
+// Asynchronous calls of wait() block their pool threads until script opens the gate for them.
 class Gates {
  public:
   static constexpr const char kName[] = "gates";
@@ -38,20 +36,12 @@ class Gates {
     return id;
   }
   std::int32_t open(const std::int32_t& passes) {
-    {
-      std::lock_guard<std::mutex> lock(mutex_);
-      passes_ += passes;
-    }
+    { std::lock_guard<std::mutex> lock(mutex_); passes_ += passes; }
     changed_.notify_all();
     return 0;
   }
-  std::int32_t started() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return started_;
-  }
-  std::int32_t poolExceptions() {
-    return static_cast<std::int32_t>(ThreadPool::instance().exceptionManager()->size());
-  }
+  std::int32_t started() { std::lock_guard<std::mutex> lock(mutex_); return started_; }
+  std::int32_t poolExceptions() { return std::int32_t(ThreadPool::instance().exceptionManager()->size()); }
   std::int32_t poolRecords() { return static_cast<std::int32_t>(ThreadPool::instance().recordCount()); }
   std::int32_t keptCalls() {
     return static_cast<std::int32_t>(node_interop::helpers::AsyncCallKeeper<std::int32_t>::instance().size());
@@ -66,12 +56,10 @@ class Gates {
  private:
   std::mutex mutex_;
   std::condition_variable changed_;
-  std::int32_t started_ = 0;
-  std::int32_t passes_ = 0;
+  std::int32_t started_ = 0, passes_ = 0;
 };
 
-// What the native threads of one start() share. The last thread to finish
-// sends "completed" and lets the loop go.
+// What the native threads of one start() share. The last thread to finish sends "completed" and lets the loop go.
 struct Run {
   Run(std::shared_ptr<HostCallReceiver> receiver, std::uint32_t threads)
       : receiver(std::move(receiver)),
@@ -80,25 +68,20 @@ struct Run {
 
   void finishThread() {
     if (--remaining > 0) return;
-    try {
-      receiver->call("completed", failures.load());
-    } catch (const std::exception&) {
-    }
+    try { receiver->call("completed", failures.load()); } catch (const std::exception&) {}
   }
 
   std::shared_ptr<HostCallReceiver> receiver;
   LoopKeepAlive keepAlive;
-  std::atomic<std::uint32_t> remaining;
-  std::atomic<std::uint32_t> failures{0};
+  std::atomic<std::uint32_t> remaining, failures{0};
 };
 
 class HostCalls {
  public:
   static constexpr const char kName[] = "host_calls";
 
-  // Starts `threads` native threads; thread t calls "event" with the numbers
-  // t * calls to t * calls + calls - 1, in order. Then "completed" with the
-  // number of calls that threw.
+  // Starts `threads` native threads; thread t calls "event" with t * calls + i for i below `calls`, in
+  // order. Then "completed" with the number of calls that threw.
   std::int32_t start(std::shared_ptr<HostCallReceiver>& receiver, std::uint32_t& threads, std::uint32_t& calls) {
     auto run = std::make_shared<Run>(receiver, threads);
     for (std::uint32_t t = 0; t < threads; ++t) {
@@ -111,8 +94,7 @@ class HostCalls {
     return 0;
   }
 
-  // One native thread calls "progressChanged" with {label: "step <i>",
-  // amount: i} for i below `count`, then "completed".
+  // One native thread calls "progressChanged" with {label: "step <i>", amount: i} for i below `count`.
   std::int32_t startSteps(std::shared_ptr<HostCallReceiver>& receiver, std::uint32_t& count) {
     auto run = std::make_shared<Run>(receiver, 1);
     std::thread([run, count] {
@@ -125,14 +107,12 @@ class HostCalls {
     return 0;
   }
 
-  // One call of "event" from the calling thread: a pool thread when called
-  // asynchronously. The message of its failure, or "".
+  // One call of "event" from the calling thread (a pool thread when asynchronous). Its failure's message, or "".
   wstring callOnce(std::shared_ptr<HostCallReceiver>& receiver, std::uint32_t& value) {
     try {
-      receiver->call("event", value);
-      return wstring();
+      return receiver->call("event", value), wstring();
     } catch (const std::runtime_error& e) {
-      std::string message = e.what();
+      const std::string message = e.what();
       return wstring(message.begin(), message.end());
     }
   }
@@ -151,11 +131,7 @@ class HostCalls {
  private:
   template <typename Argument>
   static void callCounting(Run& run, const char* event, Argument argument) {
-    try {
-      run.receiver->call(event, argument);
-    } catch (const std::exception&) {
-      ++run.failures;
-    }
+    try { run.receiver->call(event, argument); } catch (const std::exception&) { ++run.failures; }
   }
 };
 

@@ -1,5 +1,4 @@
-// Test services for the pool and the host-loop channel, and what the test
-// add-on's services share.
+// Test services for the pool and the host-loop channel, and what the test add-on's services share.
 #pragma once
 
 #include <cstdint>
@@ -10,8 +9,7 @@
 
 namespace async_probe {
 
-// A record of a label and an amount: a sample's level, and the step that
-// "progressChanged" carries.
+// A sample's level, and the step that "progressChanged" carries.
 struct Level {
   platform::wstring label;
   std::uint32_t amount = 0;

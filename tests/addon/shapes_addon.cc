@@ -1,5 +1,4 @@
-// Test services that exercise every shape of the binder, the conversions
-// and the error translation, as the real services will use them.
+// Test services that exercise every shape of the binder, the conversions and the error translation.
 #include <chrono>
 #include <cstdint>
 #include <stdexcept>
@@ -17,7 +16,6 @@
 namespace shapes {
 
 using platform::wstring;
-
 using async_probe::Level;
 
 struct Sample {
@@ -70,59 +68,35 @@ class Shapes {
     return result;
   }
 
-  // Lists of records: the list always comes back with three records, the
-  // existing ones changed, so both growth and shrinking are visible.
+  // The list always comes back with three records, the existing ones changed: growth and shrinking show.
   std::int32_t threeSamples(std::vector<Sample>& samples) {
     auto before = static_cast<std::int32_t>(samples.size());
     samples.resize(3);
-    for (size_t i = 0; i < samples.size(); ++i) {
-      samples[i].count += 1;
-      samples[i].level.amount = static_cast<std::uint32_t>(i);
-    }
+    for (size_t i = 0; i < samples.size(); ++i) samples[i].count += 1, samples[i].level.amount = std::uint32_t(i);
     return before;
   }
 
   // A record in, changed in place; the result is its flag.
   bool touch(Sample& sample) {
-    sample.name += u"!";
-    sample.count += 1;
-    sample.level.label += u"+";
+    sample.name += u"!", sample.count += 1, sample.level.label += u"+";
     return sample.flag;
   }
 
   // Out-parameters of the scalar kinds.
-  std::int32_t setText(wstring& value) {
-    value = u"written";
-    return 0;
-  }
-  std::int32_t setNumber(std::int32_t& value) {
-    value = 42;
-    return 0;
-  }
-  std::int32_t setFlag(bool& value) {
-    value = !value;
-    return 0;
-  }
+  std::int32_t setText(wstring& value) { return value = u"written", 0; }
+  std::int32_t setNumber(std::int32_t& value) { return value = 42, 0; }
+  std::int32_t setFlag(bool& value) { return value = !value, 0; }
 
-  // Two arguments, converted first to last.
-  std::int32_t textAndNumber(const wstring& text, std::int32_t& number) {
-    return static_cast<std::int32_t>(text.size()) * 1000 + number;
-  }
-  // Two arguments, converted last to first.
-  std::int32_t flagAndLevel(bool& flag, std::uint32_t& level) {
-    return static_cast<std::int32_t>(level) + (flag ? 1 : 0);
-  }
+  // Two arguments, converted first to last, then last to first.
+  std::int32_t textAndNumber(const wstring& text, std::int32_t& number) { return std::int32_t(text.size()) * 1000 + number; }
+  std::int32_t flagAndLevel(bool& flag, std::uint32_t& level) { return static_cast<std::int32_t>(level) + (flag ? 1 : 0); }
 
   // Failures.
-  std::int32_t fail(const wstring& text) {
-    throw std::runtime_error("msiProductInfo error: " + std::to_string(text.size()));
-  }
+  std::int32_t fail(const wstring& text) { throw std::runtime_error("msiProductInfo error: " + std::to_string(text.size())); }
   std::int32_t failLogic() { throw std::logic_error("Not implemented"); }
 
   // The framework's own failures, as service code meets them.
-  std::int32_t failCheck(std::uint32_t& win32Error) {
-    return QOR_CHECK(qor::resultFromWin32Error(win32Error));
-  }
+  std::int32_t failCheck(std::uint32_t& win32Error) { return QOR_CHECK(qor::resultFromWin32Error(win32Error)); }
   std::int32_t failLength(std::int32_t& where) {
     static const WCHAR unit[] = u"x";
     qor::string_t text(u"abc");
@@ -132,8 +106,7 @@ class Shapes {
     return static_cast<std::int32_t>(text.size());
   }
   std::int32_t failAllocation() {
-    qor::string_t text(qor::makeObject<RefusingAllocator>());
-    text.append(u"longer than the inline buffer");
+    qor::string_t(qor::makeObject<RefusingAllocator>()).append(u"longer than the inline buffer");
     return 0;
   }
 
@@ -144,10 +117,7 @@ class Shapes {
   };
 
   // Blocks its worker for `ms` milliseconds, then answers it.
-  std::int32_t sleep(std::int32_t& ms) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(ms));
-    return ms;
-  }
+  std::int32_t sleep(std::int32_t& ms) { return std::this_thread::sleep_for(std::chrono::milliseconds(ms)), ms; }
 
   static void bindMethods(ObjectHolder& holder) {
     async_probe::bindMethods(
@@ -162,8 +132,7 @@ class Shapes {
   }
 };
 
-// A second service, so that a method of one service called on the other
-// can be tested.
+// A second service, so that a method of one service called on the other can be tested.
 class Other {
  public:
   static constexpr const char kName[] = "other";

@@ -1,24 +1,13 @@
-// Damaged packages against the package inspections: a seeded, time-bounded
-// fuzzer. Each mutant of a good package (truncated, bytes flipped, a sector
-// zeroed, one FAT entry changed) is opened in a child process of its own,
-// which runs every inspection the services make on a package file. A child
-// that dies of a signal is a crash, one that outlives its alarm a hang;
-// the children echo libmsi's GLib messages to stderr, and one that writes
-// a line the intact package does not let damage reach libmsi. libmsi's
-// reports of a query on a missing table or column are no such sign: a
-// renamed table is a package that works, and the intact package gives
-// them too. Each is a failure and its mutant is kept for
-// the reproduction.
-//
+// Damaged packages against the package inspections: a seeded, time-bounded fuzzer. Each mutant of a
+// good package (truncated, bytes flipped, a sector zeroed, one FAT entry changed) is inspected, as the
+// services do, in a child process of its own. A child killed by a signal is a crash, one that outlives
+// its alarm a hang, and one that echoes a GLib message the intact package does not give lets damage
+// reach libmsi (reports of a missing table or column are not such a sign: a renamed table still works).
+// Failing mutants are kept for reproduction. One summary line on stdout; exit status 0 if none failed.
 //   package_fuzz --package P.msi [--seed N] [--count N] [--seconds S] [--keep DIR]
-//   package_fuzz --package P.msi --emit DIR [--seed N] [--count N]
-//   package_fuzz --replay MUTANT.msi
-//
-// The second form only writes the mutants, for the script-level fuzzer,
-// half of them ones that the package check lets through (damage that
-// libmsi then reads); the third inspects one kept mutant in this process,
-// for a debugger.
-// One summary line goes to stdout; the exit status is 0 when nothing failed.
+//   package_fuzz --package P.msi --emit DIR [--seed N] [--count N]   (mutants for the script-level
+//       fuzzer, half of them passing the package check)
+//   package_fuzz --replay MUTANT.msi   (inspects in this process, for a debugger)
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -65,20 +54,10 @@ void writeFile(const std::string& path, const std::string& bytes) {
   std::ofstream(path, std::ios::binary | std::ios::trunc).write(bytes.data(), std::streamsize(bytes.size()));
 }
 
-std::uint32_t le32(const std::string& bytes, std::size_t at) {
-  std::uint32_t value = 0;
-  for (int i = 3; i >= 0; --i) value = value << 8 | std::uint8_t(bytes[at + i]);
-  return value;
-}
-
-void putLe32(std::string& bytes, std::size_t at, std::uint32_t value) {
-  for (int i = 0; i < 4; ++i) bytes[at + i] = char(value >> (8 * i));
-}
-
-// One FAT entry of the first FAT sector, the one every package has, set to
-// another sector, a special value or noise.
+// One entry of the first FAT sector (every package has one) set to another sector, a special value or noise.
 void changeFatEntry(std::string& bytes, std::mt19937& random) {
-  const std::size_t fatSector = le32(bytes, 76);
+  std::size_t fatSector = 0;
+  for (int i = 3; i >= 0; --i) fatSector = fatSector << 8 | std::uint8_t(bytes[76 + i]);
   const std::size_t at = (fatSector + 1) * kSector;
   const std::size_t sectors = bytes.size() / kSector - 1;
   if (at + kSector > bytes.size() || sectors == 0) return;
@@ -87,30 +66,22 @@ void changeFatEntry(std::string& bytes, std::mt19937& random) {
   std::uint32_t value = random();
   if (random() % 2) value = std::uint32_t(random() % sectors);
   else if (random() % 2) value = special[random() % 4];
-  putLe32(bytes, at + entry * 4, value);
+  for (int i = 0; i < 4; ++i) bytes[at + entry * 4 + i] = char(value >> (8 * i));
 }
 
 // A mutant of `bytes`, and the name of what was done.
 std::string mutate(std::string bytes, std::mt19937& random, const char*& kind) {
-  switch (random() % 4) {
-    case 0:
-      kind = "truncated";
-      bytes.resize(random() % bytes.size());
-      break;
-    case 1: {
-      kind = "flipped";
-      const int flips = 1 + random() % 8;
-      for (int i = 0; i < flips; ++i) bytes[random() % bytes.size()] ^= char(1 + random() % 255);
-      break;
-    }
-    case 2:
-      kind = "zeroed";
-      std::memset(&bytes[(random() % (bytes.size() / kSector)) * kSector], 0, kSector);
-      break;
-    default:
-      kind = "fat";
-      changeFatEntry(bytes, random);
-      break;
+  const unsigned how = random() % 4;
+  static const char* const kinds[] = {"truncated", "flipped", "zeroed", "fat"};
+  kind = kinds[how];
+  if (how == 0) {
+    bytes.resize(random() % bytes.size());
+  } else if (how == 1) {
+    for (int i = 0, flips = 1 + random() % 8; i < flips; ++i) bytes[random() % bytes.size()] ^= char(1 + random() % 255);
+  } else if (how == 2) {
+    std::memset(&bytes[(random() % (bytes.size() / kSector)) * kSector], 0, kSector);
+  } else {
+    changeFatEntry(bytes, random);
   }
   return bytes;
 }
@@ -124,17 +95,12 @@ void inspect(const platform::wstring& path) {
   std::uint32_t error = 0;
   auto product = openMsiProductInfo(path, error);
   if (product) {
-    product->getProductName();
-    product->getProductCode();
-    product->getInstallDirectory();
-    product->getProperty(u"ProductVersion");
-    product->getCabFileNames();
     std::vector<FeatureInfo> features;
+    product->getProductName(), product->getProductCode(), product->getInstallDirectory();
+    product->getProperty(u"ProductVersion"), product->getCabFileNames(), product->getSetupType();
     product->getProductFeatures(features);
-    product->getSetupType();
     readQueryRows(path, u"SELECT `Property`, `Value` FROM `Property`");
-    readRebrandingCode(path);
-    readPremiumLink(path);
+    readRebrandingCode(path), readPremiumLink(path);
   }
   std::printf("%u %d\n", unsigned(error), valid ? 1 : 0);
 }
@@ -144,15 +110,13 @@ enum class Outcome { opened, refused, crashed, hung, warned };
 struct Verdict {
   Outcome outcome;
   unsigned code;
-  std::string detail;
-  std::string messages;  // what the child wrote to stderr
+  std::string detail, messages;  // messages: what the child wrote to stderr
 };
 
 std::string drain(int fd) {
   std::string text;
   char buffer[4096];
-  ssize_t got;
-  while ((got = read(fd, buffer, sizeof buffer)) > 0) text.append(buffer, std::size_t(got));
+  for (ssize_t got; (got = read(fd, buffer, sizeof buffer)) > 0;) text.append(buffer, std::size_t(got));
   close(fd);
   return text;
 }
@@ -172,17 +136,13 @@ Verdict runChild(const std::string& hostPath) {
   if (pipe(out) != 0 || pipe(err) != 0) std::abort();
   const pid_t child = fork();
   if (child == 0) {
-    dup2(out[1], 1);
-    dup2(err[1], 2);
-    close(out[0]);
-    close(err[0]);
+    dup2(out[1], 1), dup2(err[1], 2), close(out[0]), close(err[0]);
     alarm(kChildSeconds);
     inspect(emulated::toWindowsPath(hostPath));
     std::fflush(stdout);
     _exit(0);
   }
-  close(out[1]);
-  close(err[1]);
+  close(out[1]), close(err[1]);
   // stderr is small or the child is at fault; read it last.
   const std::string result = drain(out[0]);
   const std::string messages = drain(err[0]);
@@ -228,9 +188,7 @@ bool parse(int argc, char** argv, Options& options) {
   return (!options.package.empty() || !options.replay.empty()) && argc % 2 == 1;
 }
 
-std::string fileName(const std::string& directory, long index) {
-  return directory + "/mutant-" + std::to_string(index) + ".msi";
-}
+std::string fileName(const std::string& directory, long index) { return directory + "/mutant-" + std::to_string(index) + ".msi"; }
 
 std::string mutantOf(const std::string& original, const Options& options, long index, const char*& kind) {
   std::mt19937 random(options.seed * 1000003u + std::uint32_t(index));
@@ -244,8 +202,7 @@ int emit(const Options& options, const std::string& original) {
     const char* kind = "";
     const std::string mutant = mutantOf(original, options, index, kind);
     writeFile(probe, mutant);
-    const bool passes = emulated::checkPackageFile(probe) == emulated::PackageVerdict::sound;
-    long& taken = passes ? sound : damaged;
+    long& taken = emulated::checkPackageFile(probe) == emulated::PackageVerdict::sound ? sound : damaged;
     if (taken >= (options.count + 1) / 2) continue;
     ++taken;
     writeFile(fileName(options.emit, sound + damaged), mutant);

@@ -1,16 +1,13 @@
 'use strict';
-// The thread pool and the host-loop channel, driven through the test-only
-// add-on: asynchronous calls, native threads that call script receivers, a
-// failing wake-up, and how the process ends with all of that going on.
+// The thread pool and the host-loop channel, driven through the test-only add-on: asynchronous calls, native
+// threads that call script receivers, a failing wake-up, and how the process ends with all of that going on.
 const test = require('node:test');
 const assert = require('node:assert');
 const { spawn } = require('node:child_process');
 const { shapes, addonPath } = require('./addons');
 
 const { query } = shapes();
-const s = query('shapes');
-const gates = query('gates');
-const hostCalls = query('host_calls');
+const [s, gates, hostCalls] = ['shapes', 'gates', 'host_calls'].map((name) => query(name));
 
 const sleep = (ms) => new Promise((resolve) => setTimeout(resolve, ms));
 // Long enough for a task started by mistake to show up.
@@ -40,8 +37,7 @@ async function catchingUncaught(body) {
   return errors;
 }
 
-// Starts host calls from native threads; resolves with the argument of
-// "completed" (the number of calls that threw on their worker).
+// Starts host calls from native threads; resolves with the number of calls that threw on their worker.
 function runHostCalls(receiver, threads, calls) {
   return new Promise((resolve) => {
     receiver.completed = resolve;
@@ -49,8 +45,7 @@ function runHostCalls(receiver, threads, calls) {
   });
 }
 
-// A failed call's slot goes to the next call: 19 blocked calls, a failing
-// one and 6 more leave 20 running, then one more starts for each that ends.
+// A failed call's slot goes to the next: 19 blocked calls, a failing one and 6 more leave 20 running.
 test('the pool runs 20 calls at once, a failed one frees its slot, each delivers once', async () => {
   const base = gates.started();
   const exceptions = gates.poolExceptions();
@@ -83,11 +78,8 @@ test('many calls in flight at once each deliver their own result once, then leav
 });
 
 test('host calls from native threads arrive once each, in order per thread, one at a time', async () => {
-  const THREADS = 2;
-  const CALLS = 300;
-  const seen = [];
-  let inCall = false;
-  let overlaps = 0;
+  const [THREADS, CALLS, seen] = [2, 300, []];
+  let [inCall, overlaps] = [false, 0];
   const failures = await runHostCalls({
     event(value) {
       if (inCall) overlaps += 1;
@@ -106,12 +98,9 @@ test('host calls from native threads arrive once each, in order per thread, one 
   }
 });
 
-// The method is looked up at each event: one replaced between events is the
-// one the next event calls.
+// The method is looked up at each event: one replaced between events is the one the next event calls.
 test('each event runs with an undefined receiver, and its nextTick and microtasks run before the next', async () => {
-  const ticks = [];
-  const late = [];
-  const receivers = [];
+  const [ticks, late, receivers] = [[], [], []];
   const receiver = {
     event(...args) {
       assert.strictEqual(args.length, 1);
@@ -139,8 +128,7 @@ test('a record argument reaches the receiver as a record object', async () => {
 
 test('a missing method or a throwing one: the worker goes on, the error reaches uncaughtException', async () => {
   const boom = new Error('from the receiver');
-  const delivered = [];
-  const failures = [];
+  const [delivered, failures] = [[], []];
   const errors = await catchingUncaught(async (seen) => {
     failures.push(await runHostCalls({ event(v) { delivered.push(v); if (v === 1) throw boom; } }, 1, 3));
     failures.push(await runHostCalls({}, 1, 2));
@@ -173,16 +161,13 @@ test('a host call made on the host thread throws instead of waiting for itself',
     { message: 'A host call on the host thread would wait for itself' });
 });
 
-// Runs `source` in a child node with the test add-on's path as `addon`.
-// Resolves with its exit code, output and the milliseconds from its 'exit'
-// event (it prints "exiting") to the end of the process.
+// Runs `source` in a child node with the test add-on's path as `addon`. Resolves with its exit code, output and
+// the milliseconds from its 'exit' event (it prints "exiting") to the end of the process.
 function runChild(source) {
   const child = spawn(process.execPath, ['-e', `const addon = ${JSON.stringify(addonPath('installer_ornel_test'))};
     process.on('exit', () => console.log('exiting'));
     ${source}`]);
-  let stdout = '';
-  let stderr = '';
-  let exitingAt;
+  let [stdout, stderr, exitingAt] = ['', '', undefined];
   child.stdout.on('data', (d) => {
     stdout += d;
     if (exitingAt === undefined && stdout.includes('exiting')) exitingAt = Date.now();
@@ -212,8 +197,6 @@ test('the process ends by itself, promptly, once its calls are delivered and the
     query('host_calls').start({ event() {}, completed: (f) => console.log('completed', f) }, 2, 50);
     query('shapes').yes(() => setTimeout(() => console.log('idle'), 300));`);
   assert.deepStrictEqual([result.code, result.signal, result.stderr], [0, null, '']);
-  assert.match(result.stdout, /delivered 100/);
-  assert.match(result.stdout, /completed 0/);
-  assert.match(result.stdout, /idle\nexiting/);
+  for (const line of [/delivered 100/, /completed 0/, /idle\nexiting/]) assert.match(result.stdout, line);
   assert.ok(result.teardownMs < 1000, `took ${result.teardownMs} ms after exit`);
 });

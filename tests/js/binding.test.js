@@ -32,9 +32,8 @@ test('arguments convert in the order of their shape, and failures reach script w
     [() => s.failLength(2), 'qor::basic_string_t::resize_extra_at'], [() => s.failAllocation(), 'bad allocation'],
   ];
   for (const [call, message] of cases) fails(call, message);
-  // Extra arguments that are not a trailing function are ignored. A function
-  // alone stands at index 0 of a one-argument method: the call is
-  // synchronous and the function converts to the empty string.
+  // Extra arguments that are not a trailing function are ignored. A function alone stands at index 0 of a
+  // one-argument method: the call is synchronous and the function converts to the empty string.
   const results = [[s.textAndNumber('abc', 4), 3004], [s.flagAndLevel(true, 41), 42], [s.failCheck(0), 0],
     [s.failLength(3), 3], [s.echo('a', 'b'), 'a'], [s.yes(1, 2, 3), true], [s.echo(() => 'x'), '']];
   results.forEach(([actual, expected], i) => assert.strictEqual(actual, expected, `result ${i}`));
@@ -54,9 +53,7 @@ test('a method called on anything but its service object throws a TypeError', ()
   assert.ok(methods.length >= 20);
   for (const name of methods) {
     const method = s[name];
-    receivers.forEach((receiver, i) => {
-      assert.throws(() => method.call(receiver, 'a', 1), TypeError, `${name} on receiver ${i}`);
-    });
+    receivers.forEach((receiver, i) => assert.throws(() => method.call(receiver, 'a', 1), TypeError, `${name} on ${i}`));
     assert.throws(() => method('a', 1), TypeError, `${name} called alone`);
   }
   assert.throws(() => other.seven.call(s), TypeError);
@@ -65,15 +62,12 @@ test('a method called on anything but its service object throws a TypeError', ()
   assert.strictEqual(s.minusOne.call(twin), -1);
   // Nor can a record object.
   const box = {};
-  s.touch(box);
-  assert.throws(() => s.minusOne.call(box.value), TypeError);
+  assert.throws(() => s.minusOne.call((s.touch(box), box.value)), TypeError);
 });
 
 const callAsync = (method, ...args) => new Promise((resolve) => {
-  const result = method.call(s, ...args, function callback(...values) {
-    resolve({ values, receiver: this });
-  });
-  assert.strictEqual(result, undefined);
+  assert.strictEqual(method.call(s, ...args, function callback(...values) { resolve({ values, receiver: this }); }),
+    undefined);
 });
 
 test('every shape can be called asynchronously', async () => {
@@ -86,10 +80,8 @@ test('every shape can be called asynchronously', async () => {
     [s.setText, [{}], 0], [s.textAndNumber, ['ab', 1], 2001], [s.flagAndLevel, [false, 9], 9],
   ];
   const results = await Promise.all(cases.map(([method, args]) => callAsync(method, ...args)));
-  results.forEach(({ values, receiver }, i) => {
-    assert.deepStrictEqual(values, [cases[i][2]], cases[i][0].name);
-    assert.strictEqual(receiver, undefined);
-  });
+  results.forEach(({ values, receiver }, i) => assert.deepStrictEqual([values, receiver], [[cases[i][2]], undefined],
+    cases[i][0].name));
   // An asynchronous call writes nothing back.
   const out = {};
   await callAsync(s.setText, out);

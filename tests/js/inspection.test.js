@@ -1,6 +1,5 @@
 'use strict';
-// msi_product_info and msi_package_info on an emulated machine: a real
-// package next to the emulated host executable.
+// msi_product_info and msi_package_info on an emulated machine: a real package next to the host executable.
 const test = require('node:test');
 const assert = require('node:assert');
 const fs = require('fs');
@@ -35,32 +34,18 @@ test('the product is read from the package beside the host executable, once it i
     const product = query('msi_product_info');
     out.missing = attempt(() => product.getProductName());
     fs.copyFileSync(${JSON.stringify(fixture('branded'))}, path.join(root, 'drive_c', 'Setup', '${PACKAGE}'));
-    out.name = product.getProductName();
-    out.file = product.getMsiFilePath();
-    out.code = product.getProductCode();
-    out.version = product.getProperty('ProductVersion');
-    out.none = product.getProperty('NoSuchProperty');
-    out.cabinets = product.getCabFileNames();
-    out.rebranding = product.getRebrandingCode();
-    out.premium = product.getPremiumLink();
-    out.rows = product.executeQuery("SELECT \`Property\`, \`Value\` FROM \`Property\` WHERE \`Property\`='ProductName'");
-    out.malformed = product.executeQuery('SELEC nothing');
-    out.missingTable = product.executeQuery('SELECT * FROM \`NoSuchTable\`');
-    out.async = null;
+    Object.assign(out, { name: product.getProductName(), file: product.getMsiFilePath(),
+      code: /^\\{[0-9A-F-]{36}\\}$/.test(product.getProductCode()), none: product.getProperty('NoSuchProperty'),
+      version: /^\\d+\\.\\d+\\.\\d+/.test(product.getProperty('ProductVersion')),
+      cabinets: Array.isArray(product.getCabFileNames()), rebranding: product.getRebrandingCode(),
+      premium: product.getPremiumLink(), malformed: product.executeQuery('SELEC nothing'),
+      rows: product.executeQuery("SELECT \`Property\`, \`Value\` FROM \`Property\` WHERE \`Property\`='ProductName'"),
+      missingTable: product.executeQuery('SELECT * FROM \`NoSuchTable\`'), async: null });
     product.getProductName((name) => { out.async = name; console.log(JSON.stringify(out)); });`));
-  assert.strictEqual(out.missing, 'Error: msiProductInfo error: 110');
-  assert.strictEqual(out.name, 'Ornel Sample');
-  assert.strictEqual(out.file, `C:\\Setup\\${PACKAGE}`);
-  assert.match(out.code, /^\{[0-9A-F-]{36}\}$/);
-  assert.match(out.version, /^\d+\.\d+\.\d+/);
-  assert.strictEqual(out.none, '');
-  assert.ok(Array.isArray(out.cabinets));
-  assert.strictEqual(out.rebranding, 'PARTNER-42');
-  assert.strictEqual(out.premium, 'https://example.invalid/premium');
-  assert.deepStrictEqual(out.rows, [['ProductName', 'Ornel Sample']]);
-  assert.deepStrictEqual(out.malformed, []);
-  assert.deepStrictEqual(out.missingTable, []);
-  assert.strictEqual(out.async, 'Ornel Sample');
+  assert.deepStrictEqual(out, { missing: 'Error: msiProductInfo error: 110', name: 'Ornel Sample',
+    file: `C:\\Setup\\${PACKAGE}`, code: true, none: '', version: true, cabinets: true, rebranding: 'PARTNER-42',
+    premium: 'https://example.invalid/premium', malformed: [], rows: [['ProductName', 'Ornel Sample']],
+    missingTable: [], async: 'Ornel Sample' });
 });
 
 test('a package without branding gives empty texts; a host in a drive root finds it there', () => {
@@ -81,9 +66,8 @@ test('msi_package_info reads the package in the current directory', () => {
     out.after = [info.isValid(), info.getPackageCode()];
     fs.writeFileSync('${PACKAGE}', 'not a package');
     out.broken = [info.isValid(), info.getPackageCode()];`));
-  assert.deepStrictEqual(out.before, [false, '']);
-  assert.deepStrictEqual(out.after, [true, '{3C8E5A1F-6B2D-4E7A-9F10-2A4B6C8D0E1F}']);
-  assert.deepStrictEqual(out.broken, [false, '']);
+  assert.deepStrictEqual(out, { before: [false, ''], after: [true, '{3C8E5A1F-6B2D-4E7A-9F10-2A4B6C8D0E1F}'],
+    broken: [false, ''] });
 });
 
 test('without the package-ready event the package is opened at once, and the trace says why', () => {
@@ -111,9 +95,8 @@ test('with the package-ready event the first call waits until the bootstrapper s
   assert.deepStrictEqual(out, { valid: false, waited: true });
 });
 
-// Runs `body` in a UI whose machine has the product fixture registered once
-// for each entry of `registrations` (the tool's options), with fixture
-// `name` as the default package.
+// Runs `body` in a UI whose machine has the product fixture registered once for each entry of
+// `registrations` (the tool's options), with fixture `name` as the default package.
 const installed = (name, registrations, body) => result(ui(`
   for (const options of ${JSON.stringify(registrations)}) {
     require('child_process').execFileSync(process.execPath,
@@ -152,9 +135,8 @@ test('an installed related product is classified by the upgrade rule that finds 
   // 10.0.0 against 9.0.0 compares as text: "1" sorts before "9", a downgrade.
   assert.strictEqual(conflict('version_ten', [['--product-code', OTHER, '--version', '9.0.0']]).info.isDowngrade, true);
   assert.strictEqual(conflict('product', [[]]).info.isTheSame, true);
-  const none = conflict('product', []);
-  assert.strictEqual(none.found, false);
-  assert.strictEqual(none.info.productCode, '', 'the empty object receives the default record');
+  const none = conflict('product', []);  // the empty object receives the default record
+  assert.deepStrictEqual([none.found, none.info.productCode], [false, '']);
 });
 
 test('the feature tree fills the array in place, holes included', () => {
@@ -166,16 +148,14 @@ test('the feature tree fills the array in place, holes included', () => {
     out.holes = [3, 4].map((i) => i in features);
     out.features = JSON.parse(JSON.stringify(features.slice(0, 3)));
     out.badArray = attempt(() => query('msi_product_info').getProductFeatures({}));`));
-  assert.strictEqual(out.code, 0);
-  assert.strictEqual(out.length, 5);
-  assert.deepStrictEqual(out.holes, [false, false]);
+  assert.deepStrictEqual([out.code, out.length, out.holes], [0, 5, [false, false]]);
   const byName = Object.fromEntries(out.features.map((f) => [f.name, f]));
   assert.deepStrictEqual(Object.keys(out.features[0]), ['name', 'parentName', 'displayName', 'description',
     'activeInstallLevel', 'defaultInstallLevel', 'cost', 'enabled', 'visible']);
   assert.deepStrictEqual(byName.Docs, { name: 'Docs', parentName: 'Complete', displayName: 'Documentation',
     description: 'The manuals', activeInstallLevel: { condition: 'NOT Installed', installLevel: 1 },
     defaultInstallLevel: 3, cost: 0, enabled: true, visible: false });
-  assert.deepStrictEqual(byName.Extras.activeInstallLevel, { condition: '', installLevel: 0 });
-  assert.strictEqual(byName.Extras.visible, true);
+  const { activeInstallLevel, visible } = byName.Extras;
+  assert.deepStrictEqual([activeInstallLevel, visible], [{ condition: '', installLevel: 0 }, true]);
   assert.strictEqual(out.badArray, 'Error: Failed to convert to Array type');
 });

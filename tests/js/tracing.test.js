@@ -1,6 +1,5 @@
 'use strict';
-// The tracing services end to end; the tracer's own edge cases are tested
-// natively (tests/cpp/tracing).
+// The tracing services end to end; the tracer's own edge cases are tested natively (tests/cpp/tracing).
 const test = require('node:test');
 const assert = require('node:assert');
 const fs = require('fs');
@@ -10,8 +9,7 @@ const { runChild, traceFiles } = require('./child');
 // Runs `body` with tracing on; the trace file's bytes and the texts of its lines.
 function traced(body) {
   const child = runChild(`
-    const tracer = query('tracer_controller');
-    const trace = query('trace_helper');
+    const tracer = query('tracer_controller'), trace = query('trace_helper');
     if (tracer.turnOnTraces() !== 0) throw new Error('tracing did not start');
     ${body}`);
   assert.strictEqual(child.status, 0, child.stderr);
@@ -30,12 +28,10 @@ test('lines reach the file by level and size, across tracing off and on', () => 
     tracer.setTraceLevel(4294967294); trace.trace('minus one under max', -1); trace.trace('800', 800);
     tracer.setTraceLevel(4294967295); trace.trace('minus one at max', -1);
     tracer.setTraceLevel(0); trace.trace('zero', 0); trace.trace('one', 1);
-    tracer.setTraceLevel(700);
     const long = 'x'.repeat(600);
-    trace.trace(long, 700);
-    tracer.setTraceLevel(1000); trace.trace(long, 700); tracer.setTraceLevel(700);
-    tracer.turnOffTraces(); trace.trace('while off', 700); tracer.turnOffTraces();
-    tracer.turnOnTraces();
+    tracer.setTraceLevel(700); trace.trace(long, 700); tracer.setTraceLevel(1000); trace.trace(long, 700);
+    tracer.setTraceLevel(700);
+    tracer.turnOffTraces(); trace.trace('while off', 700); tracer.turnOffTraces(); tracer.turnOnTraces();
     if (tracer.turnOnTraces() !== 0) throw new Error('a second start must succeed');
     trace.trace('on again', 700);`);
   assert.deepStrictEqual(texts, ['ünïcödé \uFFFD\uFFFD\uFFFD', '800', 'minus one at max', 'zero', 'x'.repeat(600),
@@ -57,11 +53,8 @@ test('the state at start-up, argument checks, and a missing directory', () => {
     const enabled = {}, level = {}, debug = {};
     out.push(tracer.getTraceState(enabled, level), query('debug_configuration').isDebug(debug), enabled, level, debug);
     out.push(require('fs').readdirSync('.').filter((name) => name.endsWith('.log')));
-    t(() => tracer.getTraceState({}));
-    t(() => query('trace_helper').trace(5));
-    t(() => query('trace_helper').trace('x'));
-    t(() => tracer.setTraceLevel('x'));
-    t(() => tracer.turnOnTraces.call({}));
+    t(() => tracer.getTraceState({})); t(() => query('trace_helper').trace(5)); t(() => query('trace_helper').trace('x'));
+    t(() => tracer.setTraceLevel('x')); t(() => tracer.turnOnTraces.call({}));
     require('fs').rmdirSync(process.cwd());
     const after = {};
     out.push(tracer.turnOnTraces(), query('trace_helper').trace('x', 700), tracer.getTraceState(after, {}), after);

@@ -33,10 +33,7 @@ class Square : public qor::RefCounted<IShape, INamed> {
   int corners() const override { return 4; }
   const char* name() const override { return "square"; }
 
-  std::uint32_t count() {
-    addRef();
-    return release();
-  }
+  std::uint32_t count() { return addRef(), release(); }
 
  private:
   int* alive_;
@@ -103,11 +100,8 @@ TEST(ObjPtr, CountingIsSafeAcrossThreads) {
   int alive = 0;
   objptr_t<Square> shared = qor::makeObject<Square>(&alive);
   std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([shared] {
-      for (int i = 0; i < 10000; ++i) objptr_t<Square> copy = shared;
-    });
-  }
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([shared] { for (int i = 0; i < 10000; ++i) objptr_t<Square> copy = shared; });
   for (auto& thread : threads) thread.join();
   EXPECT_EQ(shared->count(), 1u);
   shared.reset();

@@ -23,16 +23,13 @@ TEST(ResultFromWin32Error, MapsEachErrorToItsResultCode) {
       {5000, 0x80071388}, {4, 0x80070004}, {1603, 0x80070643}, {0xFFFF, 0x8007FFFF},
       // Positive values above the Win32 range are success.
       {0x10000, 0}, {0x40000, 0}, {0x7FFFFFFF, 0},
-      // Wrapped Win32 results map by their error; only bits 16 to 27 name
-      // the facility, severity and flag bits above it do not matter.
+      // Wrapped Win32 results map by their error; only bits 16 to 27 name the facility (not the bits above).
       {0x80070002, 0x80010102}, {0x80070005, 0x80000045}, {0x80071388, 0x80071388}, {0x80070000, 0},
       {0xC0070002, 0x80010102},
       // Other failures become the unknown failure.
       {0x80004005, 0x80010100}, {0x80000000, 0x80010100}, {0xFFFFFFFF, 0x80010100}, {0x80170002, 0x80010100},
   };
-  for (const auto& c : cases) {
-    EXPECT_EQ(static_cast<std::uint32_t>(qor::resultFromWin32Error(c.error)), c.result) << "Win32 error " << c.error;
-  }
+  for (const auto& c : cases) EXPECT_EQ(std::uint32_t(qor::resultFromWin32Error(c.error)), c.result) << c.error;
 }
 
 }  // namespace

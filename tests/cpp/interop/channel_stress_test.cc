@@ -1,8 +1,6 @@
-// Many asynchronous results and blocking host calls at once, the way the
-// add-on uses the pool and the channel. Meant to run clean under
-// ThreadSanitizer as well (INSTALLER_ORNEL_TSAN). The order of host calls
-// per thread and their running one at a time are tested end to end in
-// tests/js/async.test.js.
+// Many asynchronous results and blocking host calls at once, the way the add-on uses the pool and the channel;
+// clean under ThreadSanitizer too (INSTALLER_ORNEL_TSAN). The order of host calls per thread and their running
+// one at a time are tested end to end in tests/js/async.test.js.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -19,19 +17,13 @@ using node_interop::helpers::makeHostJob;
 using node_interop::helpers::PickUp;
 using node_interop::helpers::ThreadPool;
 
-constexpr int kAsyncCalls = 3000;
-constexpr int kWorkers = 8;
-constexpr int kCallsPerWorker = 1000;
+constexpr int kAsyncCalls = 3000, kWorkers = 8, kCallsPerWorker = 1000;
 
-// A blocking host call: the host counts it and releases the worker; a call
-// that is dropped unrun releases it too.
+// A blocking host call: the host counts it and releases the worker; a call dropped unrun releases it too.
 struct HostCall : node_interop::helpers::HostJob {
   HostCall(std::shared_ptr<PickUp> pickUp, int& count) : pickUp(std::move(pickUp)), count(count) {}
   ~HostCall() override { pickUp->abandoned(); }
-  void run() override {
-    pickUp->taken();
-    ++count;
-  }
+  void run() override { pickUp->taken(), ++count; }
   std::shared_ptr<PickUp> pickUp;
   int& count;
 };
@@ -41,14 +33,11 @@ TEST(ChannelStress, AsyncResultsAndHostCallsAllArriveExactlyOnceOnTheHostThread)
   ASSERT_EQ(uv_loop_init(&loop), 0);
   auto channel = HostChannel::open(&loop);
   // Host thread only, if the channel is right.
-  std::vector<int> results(kAsyncCalls, 0);
-  std::vector<int> hostCalls(kWorkers, 0);
-  int finished = 0;
-  int offHost = 0;
+  std::vector<int> results(kAsyncCalls, 0), hostCalls(kWorkers, 0);
+  int finished = 0, offHost = 0;
   const auto host = std::this_thread::get_id();
   const int expected = kAsyncCalls + kWorkers;
-  // Every pool task and every worker ends with one "finished" job; the
-  // last one lets the loop go.
+  // Every pool task and every worker ends with one "finished" job; the last one lets the loop go.
   auto finish = [&] {
     if (std::this_thread::get_id() != host) ++offHost;
     if (++finished == expected) channel->release();
@@ -58,10 +47,7 @@ TEST(ChannelStress, AsyncResultsAndHostCallsAllArriveExactlyOnceOnTheHostThread)
     ThreadPool pool;
     for (int id = 0; id < kAsyncCalls; ++id) {
       pool.enqueue([&, channel, id] {
-        channel->tryPost(makeHostJob([&, id] {
-          results[id] += id * 2;
-          finish();
-        }));
+        channel->tryPost(makeHostJob([&, id] { results[id] += id * 2, finish(); }));
       });
     }
     // Blocking host calls: each worker waits until the host took its call over.

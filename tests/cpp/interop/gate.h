@@ -29,27 +29,21 @@ class Gate {
     changed_.notify_all();
   }
 
-  // Waits (up to `timeout`) until started() reaches `count`.
-  bool waitStarted(int count, std::chrono::milliseconds timeout = 10s) {
-    std::unique_lock<std::mutex> lock(mutex_);
-    return changed_.wait_for(lock, timeout, [&] { return started_ >= count; });
-  }
-  bool waitFinished(int count, std::chrono::milliseconds timeout = 10s) {
-    std::unique_lock<std::mutex> lock(mutex_);
-    return changed_.wait_for(lock, timeout, [&] { return finished_ >= count; });
-  }
+  // Wait (up to `timeout`) until `count` tasks have started, or finished.
+  bool waitStarted(int count, std::chrono::milliseconds timeout = 10s) { return waitFor(started_, count, timeout); }
+  bool waitFinished(int count, std::chrono::milliseconds timeout = 10s) { return waitFor(finished_, count, timeout); }
 
-  int started() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return started_;
-  }
+  int started() { std::lock_guard<std::mutex> lock(mutex_); return started_; }
 
  private:
   std::mutex mutex_;
   std::condition_variable changed_;
-  int started_ = 0;
-  int finished_ = 0;
-  int passes_ = 0;
+  int started_ = 0, finished_ = 0, passes_ = 0;
+
+  bool waitFor(const int& counter, int count, std::chrono::milliseconds timeout) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    return changed_.wait_for(lock, timeout, [&] { return counter >= count; });
+  }
 };
 
 // Polls `condition` until it holds or `timeout` passes.

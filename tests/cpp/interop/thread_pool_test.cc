@@ -1,7 +1,5 @@
-// The pool's limit of 20 and its exceptions are tested through the add-on
-// (tests/js/async.test.js), and so is an idle pool's prompt end; here what
-// script cannot reach: many producer threads, and the tasks that wait when
-// the pool goes.
+// The pool's limit of 20, its exceptions and an idle pool's prompt end are tested through the add-on
+// (tests/js/async.test.js); here what script cannot reach: many producers, and tasks waiting when the pool goes.
 #include "install/installer_ornel/interop_helpers/thread_pool.h"
 
 #include <gtest/gtest.h>
@@ -25,17 +23,13 @@ using namespace std::chrono_literals;
 constexpr auto kSettle = 150ms;
 
 TEST(ThreadPool, RunsEveryTaskQueuedFromManyThreadsExactlyOnce) {
-  constexpr int kThreads = 8;
-  constexpr int kTasksPerThread = 250;
+  constexpr int kThreads = 8, kTasksPerThread = 250;
   auto runs = std::make_shared<std::vector<std::atomic<int>>>(kThreads * kTasksPerThread);
   ThreadPool pool;
   std::vector<std::thread> producers;
   for (int t = 0; t < kThreads; ++t) {
     producers.emplace_back([&pool, runs, t] {
-      for (int i = 0; i < kTasksPerThread; ++i) {
-        int id = t * kTasksPerThread + i;
-        pool.enqueue([runs, id] { (*runs)[id]++; });
-      }
+      for (int id = t * kTasksPerThread; id < (t + 1) * kTasksPerThread; ++id) pool.enqueue([runs, id] { (*runs)[id]++; });
     });
   }
   for (auto& producer : producers) producer.join();
@@ -43,8 +37,7 @@ TEST(ThreadPool, RunsEveryTaskQueuedFromManyThreadsExactlyOnce) {
   for (size_t id = 0; id < runs->size(); ++id) EXPECT_EQ((*runs)[id].load(), 1) << "task " << id;
 }
 
-// Running tasks outlive the pool safely and finish later; waiting ones are
-// dropped unrun.
+// Running tasks outlive the pool safely and finish later; waiting ones are dropped unrun.
 TEST(ThreadPool, IsDestroyedAtOnceWithTasksStillRunning) {
   auto gate = std::make_shared<Gate>();
   auto start = std::chrono::steady_clock::now();

@@ -7,14 +7,11 @@ namespace {
 using installer::msi_wrapper::directoryOfPath;
 
 TEST(DefaultPackage, TheDirectoryOfTheHostExecutable) {
-  EXPECT_EQ(directoryOfPath(u"C:\\Program Files\\Setup\\setup.exe"), u"C:\\Program Files\\Setup");
-  EXPECT_EQ(directoryOfPath(u"C:\\Setup\\setup.exe"), u"C:\\Setup");
-  EXPECT_EQ(directoryOfPath(u"C:\\setup.exe"), u"C:\\");
-  EXPECT_EQ(directoryOfPath(u"\\\\server\\share\\setup.exe"), u"\\\\server\\share");
-  EXPECT_EQ(directoryOfPath(u"C:setup.exe"), u"C:");
-  EXPECT_EQ(directoryOfPath(u"Z:/usr/bin/node"), u"Z:/usr/bin");
-  EXPECT_EQ(directoryOfPath(u"setup.exe"), u"");
-  EXPECT_EQ(directoryOfPath(u"\\setup.exe"), u"\\");
+  const std::pair<const char16_t*, const char16_t*> cases[] = {
+      {u"C:\\Program Files\\Setup\\setup.exe", u"C:\\Program Files\\Setup"}, {u"C:\\Setup\\setup.exe", u"C:\\Setup"},
+      {u"C:\\setup.exe", u"C:\\"}, {u"\\\\server\\share\\setup.exe", u"\\\\server\\share"}, {u"C:setup.exe", u"C:"},
+      {u"Z:/usr/bin/node", u"Z:/usr/bin"}, {u"setup.exe", u""}, {u"\\setup.exe", u"\\"}};
+  for (const auto& [path, directory] : cases) EXPECT_EQ(directoryOfPath(path), directory);
 }
 
 }  // namespace

@@ -1,8 +1,10 @@
-// The feature tree of an installed product: its cached package, with what
-// Windows Installer says is on the machine.
+// The feature tree of an installed product: its cached package, with what Windows Installer says is on the machine.
 #include "install/msi/feature_info.h"
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <tuple>
 
 #include "../support/temp_machine.h"
 #include "../support/test_packages.h"
@@ -18,18 +20,15 @@ constexpr const char16_t* kProduct = u"{11111111-2222-3333-4444-555555555555}";
 class InstalledFeatures : public test_support::TempMachineTest {
  protected:
   void install(std::vector<emulated::InstalledFeature> features) {
-    emulated::InstalledProduct product;
-    product.productCode = kProduct;
-    product.installLocation = u"C:\\App";
-    product.localPackage = test_packages::fixture("features");
-    product.features = std::move(features);
-    ASSERT_TRUE(emulated::saveInstalledProduct(product));
+    ASSERT_TRUE(emulated::saveInstalledProduct(
+        {kProduct, u"", u"", u"", u"", u"C:\\App", test_packages::fixture("features"), std::move(features)}));
   }
-  static const FeatureInfo& named(const std::vector<FeatureInfo>& features, const char16_t* name) {
-    for (const auto& feature : features) {
-      if (feature.name == name) return feature;
-    }
-    throw std::runtime_error("no such feature");
+  // Each feature's name, enabled and visible, in the order given.
+  static std::vector<std::tuple<platform::wstring, bool, bool>> states(const std::vector<FeatureInfo>& features) {
+    std::vector<std::tuple<platform::wstring, bool, bool>> result;
+    for (const auto& f : features) result.emplace_back(f.name, f.enabled, f.visible);
+    std::sort(result.begin(), result.end());
+    return result;
   }
 };
 
@@ -38,18 +37,12 @@ TEST_F(InstalledFeatures, EnabledWhenOnTheMachineAndHiddenWhenNotListed) {
            {u"Extras", u"Complete", INSTALLSTATE_ADVERTISED}});
   std::vector<FeatureInfo> features(7);
   ASSERT_EQ(MsiProductInstalledInfo(kProduct).getProductFeatures(features), 0u);
-  ASSERT_EQ(features.size(), 3u);
-  EXPECT_TRUE(named(features, u"Complete").enabled);
-  EXPECT_TRUE(named(features, u"Docs").enabled);
-  EXPECT_FALSE(named(features, u"Docs").visible) << "hidden by the package stays hidden";
-  EXPECT_FALSE(named(features, u"Extras").enabled) << "advertised is not installed";
-  EXPECT_TRUE(named(features, u"Extras").visible);
-
-  install({{u"Complete", u"", INSTALLSTATE_LOCAL}});
+  // Hidden by the package stays hidden; advertised is not installed.
+  using State = std::tuple<platform::wstring, bool, bool>;
+  EXPECT_EQ(states(features), (std::vector<State>{{u"Complete", 1, 1}, {u"Docs", 1, 0}, {u"Extras", 0, 1}}));
+  install({{u"Complete", u"", INSTALLSTATE_LOCAL}});  // Extras is then not listed by Windows Installer
   ASSERT_EQ(MsiProductInstalledInfo(kProduct).getProductFeatures(features), 0u);
-  EXPECT_TRUE(named(features, u"Complete").visible);
-  EXPECT_FALSE(named(features, u"Extras").visible) << "not listed by Windows Installer";
-  EXPECT_FALSE(named(features, u"Extras").enabled);
+  EXPECT_EQ(states(features), (std::vector<State>{{u"Complete", 1, 1}, {u"Docs", 0, 0}, {u"Extras", 0, 0}}));
 }
 
 TEST_F(InstalledFeatures, AMissingCachedPackageGivesItsCode) {

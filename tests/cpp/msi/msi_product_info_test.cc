@@ -1,5 +1,4 @@
-// MsiProductInfo's package readers on real packages: the edge cases of the
-// directory walk and the cabinets that script cannot set up.
+// MsiProductInfo's package readers on real packages: the directory walk's edge cases and cabinets script cannot set up.
 #include <gtest/gtest.h>
 
 #include "../support/test_packages.h"
@@ -21,46 +20,38 @@ std::unique_ptr<MsiProductInfoInterface> productOf(const std::string& name) {
 }
 
 TEST(MsiProductInfo, InstallDirectoryWalksTheLongNames) {
-  struct Case {
+  // product: INSTALLDIR > VENDOR|Some Vendor > "." (ProgramFilesFolder) > TARGETDIR. Below the top level a "."
+  // is a segment like any other; the folder under TARGETDIR is never looked at; the walk stops at a missing
+  // row (keeping INSTALLDIR's own name) or where a parent chain loops. With nothing from the walk:
+  // Manufacturer and ProductName, no trailing "\".
+  const struct {
     const char* package;
     const char16_t* expected;
-  };
-  const Case cases[] = {
-      // INSTALLDIR > VENDOR|Some Vendor > "." (ProgramFilesFolder) > TARGETDIR.
+  } cases[] = {
       {"product", u"C:\\Program Files\\Some Vendor\\Some App\\"},
-      // A "." below the top level is a segment like any other.
       {"install_dot_segment", u"C:\\Program Files\\Some Vendor\\.\\Some App\\"},
-      // The folder under TARGETDIR is never looked at.
       {"install_under_appdata", u"C:\\Program Files\\Some Vendor\\Some App\\"},
-      // The walk stops at the missing row and keeps INSTALLDIR's own name.
       {"install_missing_parent", u"C:\\Program Files\\Some App\\"},
-      // A looping parent chain stops where it comes back.
       {"install_loop", u"C:\\Program Files\\Some Vendor\\Some App\\"},
-      // Nothing from the walk: Manufacturer and ProductName, no trailing "\".
       {"install_under_target", u"C:\\Program Files\\Ornel Labs\\Ornel Sample"},
       {"no_install_dir", u"C:\\Program Files\\Ornel Labs\\Ornel Sample"},
       {"no_manufacturer", u""},
   };
-  for (const Case& c : cases) {
-    auto info = productOf(c.package);
-    ASSERT_NE(info, nullptr);
-    EXPECT_EQ(info->getInstallDirectory(), c.expected) << c.package;
-  }
+  for (const auto& c : cases) EXPECT_EQ(productOf(c.package)->getInstallDirectory(), c.expected) << c.package;
 }
 
 TEST(ResolveDirectoryPath, StopsWithACode) {
-  struct Case {
+  const struct {
     const char* package;
     std::uint32_t code;
     const char16_t* path;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"product", 0, u"Some Vendor\\Some App\\"},
       {"install_missing_parent", ERROR_NO_MORE_ITEMS, u"Some App\\"},
       {"install_loop", ERROR_INVALID_DATA, u"Some Vendor\\Some App\\"},
       {"no_install_dir", ERROR_NO_MORE_ITEMS, u""},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     MSIHANDLE database = 0;
     ASSERT_EQ(MsiOpenDatabaseW(fixture(c.package).c_str(), MSIDBOPEN_READONLY, &database), 0u);
     platform::wstring path;

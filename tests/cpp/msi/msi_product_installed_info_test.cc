@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <stdexcept>
+#include <vector>
 
 #include "../support/temp_machine.h"
 #include "../support/throws.h"
@@ -19,14 +20,8 @@ constexpr const char16_t* kUpgrade = u"{AAAAAAAA-BBBB-CCCC-DDDD-EEEEEEEEEEEE}";
 class InstalledInfo : public test_support::TempMachineTest {
  protected:
   void install(const char16_t* code, const char16_t* location = u"C:\\App") {
-    emulated::InstalledProduct product;
-    product.productCode = code;
-    product.productName = u"App";
-    product.versionString = u"3.1.4";
-    product.upgradeCode = kUpgrade;
-    product.installLocation = location;
-    product.localPackage = u"C:\\Windows\\Installer\\x.msi";
-    ASSERT_TRUE(emulated::saveInstalledProduct(product));
+    ASSERT_TRUE(emulated::saveInstalledProduct(
+        {code, u"App", u"3.1.4", u"", kUpgrade, location, u"C:\\Windows\\Installer\\x.msi", {}}));
   }
 };
 
@@ -36,12 +31,10 @@ TEST_F(InstalledInfo, AnInstalledProductAnswersFromWindowsInstaller) {
   auto info = openMsiProductInstalledInfo(kProduct, error);
   ASSERT_NE(info, nullptr);
   EXPECT_EQ(error, 0u);
-  EXPECT_EQ(info->getProductName(), u"App");
-  EXPECT_EQ(info->getInstallDirectory(), u"C:\\App");
-  EXPECT_EQ(info->getMsiFilePath(), u"C:\\Windows\\Installer\\x.msi");
-  EXPECT_EQ(info->getProductCode(), kProduct);
-  EXPECT_EQ(info->getProperty(u"VersionString"), u"3.1.4");
-  EXPECT_EQ(info->getProperty(u"NoSuchProperty"), u"");
+  EXPECT_EQ((std::vector<platform::wstring>{info->getProductName(), info->getInstallDirectory(), info->getMsiFilePath(),
+                                            info->getProductCode(), info->getProperty(u"VersionString"),
+                                            info->getProperty(u"NoSuchProperty")}),
+            (std::vector<platform::wstring>{u"App", u"C:\\App", u"C:\\Windows\\Installer\\x.msi", kProduct, u"3.1.4", u""}));
   EXPECT_EQ(test_support::messageOf<std::logic_error>([&] { info->getCabFileNames(); }), "Not implemented");
 }
 

@@ -15,11 +15,8 @@ constexpr const char16_t* kUpgrade = u"{AAAAAAAA-BBBB-CCCC-DDDD-EEEEEEEEEEEE}";
 class UpgradeMatches : public test_support::TempMachineTest {
  protected:
   void installVersion(const char16_t* version) {
-    emulated::InstalledProduct product;
-    product.productCode = u"{11111111-2222-3333-4444-555555555555}";
-    product.upgradeCode = kUpgrade;
-    product.versionString = version;
-    ASSERT_TRUE(emulated::saveInstalledProduct(product));
+    ASSERT_TRUE(emulated::saveInstalledProduct(
+        {u"{11111111-2222-3333-4444-555555555555}", u"", version, u"", kUpgrade, u"", u"", {}}));
   }
   static bool matches(UpgradeEntry entry) { return !findInstalledUpgradeMatches({entry}).empty(); }
   static UpgradeEntry entry(std::int32_t attributes, const char16_t* min = nullptr, const char16_t* max = nullptr) {
@@ -32,23 +29,27 @@ class UpgradeMatches : public test_support::TempMachineTest {
   }
 };
 
-TEST_F(UpgradeMatches, TheDefaultMinimumIsExclusive) {
-  installVersion(u"0.0.0");
-  EXPECT_FALSE(matches(entry(0)));
-  EXPECT_TRUE(matches(entry(kUpgradeMinInclusive)));
+// The default minimum is exclusive, a maximum matches only when inclusive, a detect-only row never matches.
+TEST_F(UpgradeMatches, BoundsAndAttributes) {
+  const int both = kUpgradeMinInclusive | kUpgradeMaxInclusive;
+  const struct {
+    const char16_t* installed;
+    UpgradeEntry entry;
+    bool matches;
+  } cases[] = {
+      {u"0.0.0", entry(0), false}, {u"0.0.0", entry(kUpgradeMinInclusive), true},
+      {u"2.0.0", entry(0, u"1.0.0", u"2.0.0"), false}, {u"2.0.0", entry(kUpgradeMaxInclusive, u"1.0.0", u"2.0.0"), true},
+      {u"2.0.0", entry(kUpgradeMaxInclusive, u"1.0.0", u"1.9.9"), false}, {u"1.5.0", entry(kUpgradeDetectOnly), false},
+      {u"1.5.0", entry(kUpgradeDetectOnly | both), false},
+  };
+  for (const auto& c : cases) {
+    installVersion(c.installed);
+    EXPECT_EQ(matches(c.entry), c.matches) << std::string(c.installed, c.installed + 5) << " " << c.entry.attributes;
+  }
 }
 
-TEST_F(UpgradeMatches, AMaximumMatchesOnlyWhenInclusive) {
-  installVersion(u"2.0.0");
-  EXPECT_FALSE(matches(entry(0, u"1.0.0", u"2.0.0")));
-  EXPECT_TRUE(matches(entry(kUpgradeMaxInclusive, u"1.0.0", u"2.0.0")));
-  EXPECT_FALSE(matches(entry(kUpgradeMaxInclusive, u"1.0.0", u"1.9.9")));
-}
-
-TEST_F(UpgradeMatches, DetectOnlyRowsNeverMatchAndOnlyMatchingRowsAreKept) {
+TEST_F(UpgradeMatches, OnlyMatchingRowsAreKept) {
   installVersion(u"1.5.0");
-  EXPECT_FALSE(matches(entry(kUpgradeDetectOnly)));
-  EXPECT_FALSE(matches(entry(kUpgradeDetectOnly | kUpgradeMinInclusive | kUpgradeMaxInclusive)));
   UpgradeEntry other = entry(0);
   other.upgradeCode = u"{BBBBBBBB-BBBB-CCCC-DDDD-EEEEEEEEEEEE}";
   auto found = findInstalledUpgradeMatches({other, entry(0, u"1.0.0", u"2.0.0")});

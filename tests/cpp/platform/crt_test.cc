@@ -1,6 +1,5 @@
-// The C runtime's default-locale conversions, as the facade serves them.
-// That every byte below 256 round-trips is tested through their user, the
-// tracer's runtime text (tests/cpp/tracing/log_paths_test.cc).
+// The C runtime's default-locale conversions, as the facade serves them. That every byte below 256 round-trips
+// is tested through their user, the tracer's runtime text (tests/cpp/tracing/log_paths_test.cc).
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -13,8 +12,7 @@ namespace {
 TEST(RuntimeLocale, TheNullCharacterAndAnEmptyInput) {
   WCHAR unit = 7;
   std::mbstate_t state{};
-  EXPECT_EQ(mbrtowc(&unit, "", 1, &state), 0u);
-  EXPECT_EQ(unit, 0);
+  EXPECT_TRUE(mbrtowc(&unit, "", 1, &state) == 0 && unit == 0);
   EXPECT_EQ(mbrtowc(&unit, "a", 0, &state), static_cast<std::size_t>(-2));
   EXPECT_EQ(mbrtowc(&unit, nullptr, 0, &state), 0u);
 }
@@ -26,9 +24,7 @@ TEST(RuntimeLocale, UnitsFrom256OnHaveNoMultibyteForm) {
     std::mbstate_t state{};
     errno = 0;
     EXPECT_EQ(wcrtomb_s(&written, &byte, 1, unit, &state), EILSEQ);
-    EXPECT_EQ(errno, EILSEQ);
-    EXPECT_EQ(written, static_cast<std::size_t>(-1));
-    EXPECT_EQ(byte, 'x');
+    EXPECT_TRUE(errno == EILSEQ && written == static_cast<std::size_t>(-1) && byte == 'x');
   }
   char byte;
   std::size_t written = 0;
@@ -40,8 +36,7 @@ TEST(RuntimeTime, LocaltimeTakesTheResultFirst) {
   std::tm local{};
   EXPECT_EQ(localtime_s(&local, &epoch), 0);
   EXPECT_TRUE(local.tm_year == 70 || local.tm_year == 69);
-  EXPECT_EQ(localtime_s(nullptr, &epoch), EINVAL);
-  EXPECT_EQ(localtime_s(&local, nullptr), EINVAL);
+  EXPECT_EQ(std::make_pair(localtime_s(nullptr, &epoch), localtime_s(&local, nullptr)), std::make_pair(EINVAL, EINVAL));
 }
 
 }  // namespace

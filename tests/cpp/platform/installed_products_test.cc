@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <vector>
 
 #include "../support/temp_machine.h"
 #include "platform/windows.h"
@@ -41,17 +42,12 @@ TEST_F(InstalledProducts, ProductPropertiesComeFromTheStoreWithWindowsInstallerC
     UINT code;
     const char16_t* value;
   } cases[] = {
-      {kProduct, u"InstallLocation", 0, u"C:\\Program Files\\Sample\\"},
-      {kProduct, u"InstalledProductName", 0, u"Sample App"},
-      {kProduct, u"ProductName", 0, u"Sample App"},
-      {kProduct, u"LocalPackage", 0, u"C:\\Windows\\Installer\\1a2b.msi"},
-      {kProduct, u"VersionString", 0, u"2.5.1"},
-      {kProduct, u"VersionMajor", 0, u"2"},
-      {kProduct, u"VersionMinor", 0, u"5"},
-      {kProduct, u"PackageCode", 0, u"{00000000-0000-0000-0000-000000000001}"},
+      {kProduct, u"InstallLocation", 0, u"C:\\Program Files\\Sample\\"}, {kProduct, u"ProductName", 0, u"Sample App"},
+      {kProduct, u"InstalledProductName", 0, u"Sample App"}, {kProduct, u"VersionString", 0, u"2.5.1"},
+      {kProduct, u"LocalPackage", 0, u"C:\\Windows\\Installer\\1a2b.msi"}, {kProduct, u"VersionMinor", 0, u"5"},
+      {kProduct, u"VersionMajor", 0, u"2"}, {kProduct, u"PackageCode", 0, u"{00000000-0000-0000-0000-000000000001}"},
       {u"{abcdef00-2222-3333-4444-555555555555}", u"VersionString", 0, u"2.5.1"},  // GUIDs ignore case
-      {kOther, u"VersionString", ERROR_UNKNOWN_PRODUCT, u""},
-      {kProduct, u"NoSuchProperty", ERROR_UNKNOWN_PROPERTY, u""},
+      {kOther, u"VersionString", ERROR_UNKNOWN_PRODUCT, u""}, {kProduct, u"NoSuchProperty", ERROR_UNKNOWN_PROPERTY, u""},
       {u"{not-a-guid}", u"VersionString", ERROR_INVALID_PARAMETER, u""},
       {u"11111111-2222-3333-4444-555555555555", u"VersionString", ERROR_INVALID_PARAMETER, u""},
   };
@@ -62,38 +58,34 @@ TEST_F(InstalledProducts, ProductPropertiesComeFromTheStoreWithWindowsInstallerC
   EXPECT_EQ(MsiGetProductInfoW(kProduct, u"ProductName", nullptr, &size), 0u);
   EXPECT_EQ(size, 10u);
   WCHAR small[10];
-  size = 10;
   EXPECT_EQ(MsiGetProductInfoW(kProduct, u"ProductName", small, &size), static_cast<UINT>(ERROR_MORE_DATA));
-  EXPECT_EQ(size, 10u);
-  EXPECT_EQ(std::u16string(small), u"Sample Ap");
+  EXPECT_EQ(std::make_pair(size, std::u16string(small)), std::make_pair(DWORD(10), std::u16string(u"Sample Ap")));
 }
 
 TEST_F(InstalledProducts, RelatedProductsAndFeaturesAreEnumerated) {
   ASSERT_TRUE(emulated::saveInstalledProduct(sample()));
   ASSERT_TRUE(emulated::saveInstalledProduct(sample(kOther)));
   WCHAR code[39];
-  EXPECT_EQ(MsiEnumRelatedProductsW(kUpgrade, 0, 0, code), 0u);
-  EXPECT_EQ(std::u16string(code), kProduct);
-  EXPECT_EQ(MsiEnumRelatedProductsW(kUpgrade, 0, 1, code), 0u);
-  EXPECT_EQ(std::u16string(code), kOther);
+  for (DWORD i : {0u, 1u}) {
+    EXPECT_EQ(MsiEnumRelatedProductsW(kUpgrade, 0, i, code), 0u);
+    EXPECT_EQ(std::u16string(code), i == 0 ? kProduct : kOther);
+  }
   EXPECT_EQ(MsiEnumRelatedProductsW(kUpgrade, 0, 2, code), static_cast<UINT>(ERROR_NO_MORE_ITEMS));
   EXPECT_EQ(MsiEnumRelatedProductsW(kProduct, 0, 0, code), static_cast<UINT>(ERROR_NO_MORE_ITEMS));
   EXPECT_EQ(MsiEnumRelatedProductsW(u"{bad}", 0, 0, code), static_cast<UINT>(ERROR_INVALID_PARAMETER));
 
-  WCHAR feature[39];
-  WCHAR parent[39];
+  WCHAR feature[39], parent[39];
   EXPECT_EQ(MsiEnumFeaturesW(kProduct, 1, feature, parent), 0u);
-  EXPECT_EQ(std::u16string(feature), u"Docs");
-  EXPECT_EQ(std::u16string(parent), u"Main");
+  EXPECT_EQ(std::u16string(feature) + u"<" + parent, u"Docs<Main");
   EXPECT_EQ(MsiEnumFeaturesW(kProduct, 3, feature, parent), static_cast<UINT>(ERROR_NO_MORE_ITEMS));
   EXPECT_EQ(MsiEnumFeaturesW(u"{12345678-2222-3333-4444-555555555555}", 0, feature, parent),
             static_cast<UINT>(ERROR_UNKNOWN_PRODUCT));
 
-  EXPECT_EQ(MsiQueryFeatureStateW(kProduct, u"Main"), INSTALLSTATE_LOCAL);
-  EXPECT_EQ(MsiQueryFeatureStateW(kProduct, u"Docs"), INSTALLSTATE_ABSENT);
-  EXPECT_EQ(MsiQueryFeatureStateW(kProduct, u"Extras"), INSTALLSTATE_ADVERTISED);
-  EXPECT_EQ(MsiQueryFeatureStateW(kProduct, u"None"), INSTALLSTATE_UNKNOWN);
-  EXPECT_EQ(MsiQueryFeatureStateW(u"{x}", u"Main"), INSTALLSTATE_INVALIDARG);
+  std::vector<INSTALLSTATE> states;
+  for (const char16_t* name : {u"Main", u"Docs", u"Extras", u"None"}) states.push_back(MsiQueryFeatureStateW(kProduct, name));
+  states.push_back(MsiQueryFeatureStateW(u"{x}", u"Main"));
+  EXPECT_EQ(states, (std::vector<INSTALLSTATE>{INSTALLSTATE_LOCAL, INSTALLSTATE_ABSENT, INSTALLSTATE_ADVERTISED,
+                                              INSTALLSTATE_UNKNOWN, INSTALLSTATE_INVALIDARG}));
 }
 
 TEST_F(InstalledProducts, AnInterruptedWriteLeavesThePreviousState) {

@@ -36,20 +36,19 @@ TEST_F(MachineConfig, TheHostExecutableIsTheRealOneUnlessConfigured) {
 
   ASSERT_TRUE(emulated::writeMachineConfigValue("hostExecutable", "C:\\Setup\\setup.exe"));
   EXPECT_EQ(GetModuleFileNameW(nullptr, buffer, MAX_PATH), 18u);
-  EXPECT_EQ(std::u16string(buffer), u"C:\\Setup\\setup.exe");
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_SUCCESS));
+  EXPECT_EQ(std::u16string(buffer), u"C:\\Setup\\setup.exe");
 }
 
 TEST_F(MachineConfig, AShortBufferGetsTheCutPathAndItsSize) {
   ASSERT_TRUE(emulated::writeMachineConfigValue("hostExecutable", "C:\\Setup\\setup.exe"));
-  WCHAR buffer[8];
-  EXPECT_EQ(GetModuleFileNameW(nullptr, buffer, 8), 8u);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INSUFFICIENT_BUFFER));
-  EXPECT_EQ(std::u16string(buffer), u"C:\\Setu");
-  // Exactly the path's length: still cut, since the terminator does not fit.
-  WCHAR exact[18];
-  EXPECT_EQ(GetModuleFileNameW(nullptr, exact, 18), 18u);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INSUFFICIENT_BUFFER));
+  // Exactly the path's length (18) is still cut, since the terminator does not fit.
+  WCHAR buffer[18];
+  for (DWORD size : {8u, 18u}) {
+    EXPECT_EQ(GetModuleFileNameW(nullptr, buffer, size), size);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INSUFFICIENT_BUFFER));
+    EXPECT_EQ(std::u16string(buffer), std::u16string(u"C:\\Setup\\setup.exe").substr(0, size - 1));
+  }
   int module = 0;
   EXPECT_EQ(GetModuleFileNameW(reinterpret_cast<HMODULE>(&module), buffer, 8), 0u);
 }

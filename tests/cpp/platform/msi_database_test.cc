@@ -1,5 +1,4 @@
-// MsiOpenDatabaseW, MsiDatabaseCommit, MsiDatabaseOpenViewW and
-// MsiCloseHandle of the emulated machine, on real packages.
+// MsiOpenDatabaseW, MsiDatabaseCommit, MsiDatabaseOpenViewW and MsiCloseHandle of the emulated machine.
 #include <gtest/gtest.h>
 
 #include <thread>
@@ -8,12 +7,8 @@
 
 namespace {
 
-using msi_test::Handle;
-using msi_test::propertyOf;
-using msi_test::runSql;
-using test_packages::fixture;
-using test_packages::MachineFile;
-using test_packages::PackageCopy;
+using namespace msi_test;
+using namespace test_packages;
 
 const std::u16string kInsertRow = u"INSERT INTO `Property` (`Property`, `Value`) VALUES ('ADDED', 'yes')";
 
@@ -44,9 +39,8 @@ TEST(MsiOpenDatabase, RefusesWhatItCannotDo) {
   EXPECT_EQ(database, MSIHANDLE(0));
 }
 
-// libmsi's own direct mode deletes a file that is released without a
-// commit; the emulation's direct mode must keep it, byte for byte, and
-// commit only when the last handle closes.
+// libmsi's direct mode deletes a file released without a commit; the emulation's must keep it, byte for
+// byte, and commit only when the last handle closes.
 TEST(MsiOpenDatabase, DirectModeCommitsWhenTheLastHandleCloses) {
   PackageCopy copy("product", "direct-commit");
   const std::string before = copy.bytes();
@@ -57,8 +51,7 @@ TEST(MsiOpenDatabase, DirectModeCommitsWhenTheLastHandleCloses) {
 
   database = msi_test::openDatabase(copy.path, MSIDBOPEN_DIRECT);
   Handle view = msi_test::executedView(database, kInsertRow);
-  // The view still holds the database: closing the database handle first
-  // must not write yet, nor lose the row.
+  // The view still holds the database: closing the database handle first must not write yet, nor lose the row.
   EXPECT_EQ(database.close(), UINT(ERROR_SUCCESS));
   EXPECT_EQ(copy.bytes(), before);
   EXPECT_EQ(view.close(), UINT(ERROR_SUCCESS));
@@ -66,8 +59,8 @@ TEST(MsiOpenDatabase, DirectModeCommitsWhenTheLastHandleCloses) {
   EXPECT_EQ(propertyOf(copy.path, u"ProductName"), u"Ornel Sample");
 }
 
-// A row with a stream still reads from its database, so it keeps the
-// database open; the commit follows the row's close, on whichever thread.
+// A row with a stream still reads from its database, so it keeps the database open; the commit follows the
+// row's close, on whichever thread.
 TEST(MsiOpenDatabase, ARowWithAStreamIsTheLastHandle) {
   PackageCopy copy("product", "stream-row");
   Handle database = msi_test::openDatabase(copy.path, MSIDBOPEN_DIRECT);
@@ -111,16 +104,14 @@ TEST(MsiOpenDatabase, CreateDirectMakesANewDatabase) {
   EXPECT_EQ(propertyOf(path, u"ADDED"), u"yes");
 }
 
-// A read-only libmsi database takes writes in memory and drops them at
-// commit; the emulation refuses them with Windows' codes instead.
+// A read-only libmsi database takes writes in memory and drops them at commit; the emulation refuses them.
 TEST(MsiOpenDatabase, ReadOnlyHandlesRefuseWrites) {
   PackageCopy copy("product", "read-only");
   const std::string before = copy.bytes();
   Handle database = msi_test::openDatabase(copy.path);
-  EXPECT_EQ(runSql(database, kInsertRow), UINT(ERROR_FUNCTION_FAILED));
-  EXPECT_EQ(runSql(database, u"DELETE FROM `Property` WHERE `Property` = 'ProductName'"), UINT(ERROR_FUNCTION_FAILED));
-  EXPECT_EQ(runSql(database, u"UPDATE `Property` SET `Value` = 'x' WHERE `Property` = 'ProductName'"),
-            UINT(ERROR_FUNCTION_FAILED));
+  for (const std::u16string& sql : {kInsertRow, std::u16string(u"DELETE FROM `Property` WHERE `Property` = 'ProductName'"),
+                                    std::u16string(u"UPDATE `Property` SET `Value` = 'x' WHERE `Property` = 'ProductName'")})
+    EXPECT_EQ(runSql(database, sql), UINT(ERROR_FUNCTION_FAILED));
   Handle view = msi_test::executedView(database, u"SELECT * FROM `Property`");
   EXPECT_EQ(MsiViewModify(view, MSIMODIFY_INSERT, msi_test::textRecord({u"ADDED", u"yes"})), UINT(ERROR_ACCESS_DENIED));
   EXPECT_EQ(MsiDatabaseCommit(database), UINT(ERROR_SUCCESS));

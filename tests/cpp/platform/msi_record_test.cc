@@ -19,17 +19,14 @@ TEST(MsiRecordGetString, SizeIsCountedWithoutTheTerminator) {
   EXPECT_EQ(MsiRecordGetStringW(record, 1, nullptr, &size), UINT(ERROR_SUCCESS));
   EXPECT_EQ(size, DWORD(10));
 
+  // A buffer of 11 units takes the text; one of 10 gets it cut, and ERROR_MORE_DATA.
   WCHAR exact[11];
-  size = 11;
-  EXPECT_EQ(MsiRecordGetStringW(record, 1, exact, &size), UINT(ERROR_SUCCESS));
-  EXPECT_EQ(std::u16string(exact), u"abcdefghij");
-  EXPECT_EQ(size, DWORD(10));
-
-  WCHAR tooShort[10];
-  size = 10;
-  EXPECT_EQ(MsiRecordGetStringW(record, 1, tooShort, &size), UINT(ERROR_MORE_DATA));
-  EXPECT_EQ(std::u16string(tooShort), u"abcdefghi");
-  EXPECT_EQ(size, DWORD(10));
+  for (DWORD capacity : {11u, 10u}) {
+    size = capacity;
+    EXPECT_EQ(MsiRecordGetStringW(record, 1, exact, &size), UINT(capacity == 11 ? ERROR_SUCCESS : ERROR_MORE_DATA));
+    EXPECT_EQ(std::u16string(exact), std::u16string(u"abcdefghij").substr(0, capacity - 1));
+    EXPECT_EQ(size, DWORD(10));
+  }
 
   WCHAR untouched[1] = {u'x'};
   size = 0;
@@ -53,8 +50,7 @@ TEST(MsiRecordGetString, NullEmptyAndAbsentFieldsReadAsEmpty) {
   }
 }
 
-// libmsi warns when asked for the integer of a null field, and stores
-// MSI_NULL_INTEGER as a number. Windows does neither.
+// libmsi warns when asked for the integer of a null field, and stores MSI_NULL_INTEGER as a number. Windows does neither.
 TEST(MsiRecordInteger, NullIntegerIsANullField) {
   Handle record(MsiCreateRecord(2));
   const size_t warningsBefore = emulated::libmsiWarningCount();
@@ -105,8 +101,7 @@ TEST(MsiRecord, FetchedRowsKeepTheirTypes) {
                                             u"numeric|-42|-42|set|int"}));
 }
 
-// A binary column reads as a stream, which has no text: Windows answers
-// 1804 where libmsi answers a null string.
+// A binary column reads as a stream, which has no text: Windows answers 1804 where libmsi answers a null string.
 TEST(MsiRecord, StreamFieldsHaveNoText) {
   Handle database = msi_test::openDatabase(fixture("product"));
   Handle view = msi_test::executedView(database, u"SELECT `Name`, `Data` FROM `Binary`");
@@ -117,8 +112,7 @@ TEST(MsiRecord, StreamFieldsHaveNoText) {
   EXPECT_EQ(MsiRecordGetStringW(row, 2, nullptr, &size), UINT(ERROR_INVALID_DATATYPE));
   EXPECT_EQ(MsiRecordGetInteger(row, 2), int(MSI_NULL_INTEGER));
   // The row outlives its view and database handles.
-  view.close();
-  database.close();
+  view.close(), database.close();
   EXPECT_EQ(fieldText(row, 1), u"Blob");
 }
 

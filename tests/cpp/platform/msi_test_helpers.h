@@ -17,29 +17,19 @@ struct Handle {
   MSIHANDLE value = 0;
   Handle() = default;
   explicit Handle(MSIHANDLE h) : value(h) {}
-  ~Handle() {
-    if (value != 0) MsiCloseHandle(value);
-  }
+  ~Handle() { close(); }
   Handle(Handle&& other) noexcept : value(std::exchange(other.value, 0)) {}
-  Handle& operator=(Handle&& other) noexcept {
-    std::swap(value, other.value);
-    return *this;
-  }
+  Handle& operator=(Handle&& other) noexcept { return std::swap(value, other.value), *this; }
   Handle(const Handle&) = delete;
   Handle& operator=(const Handle&) = delete;
   MSIHANDLE* out() { return &value; }
   operator MSIHANDLE() const { return value; }
-  UINT close() {
-    const UINT code = MsiCloseHandle(value);
-    value = 0;
-    return code;
-  }
+  UINT close() { return MsiCloseHandle(std::exchange(value, 0)); }
 };
 
 inline UINT openView(MSIHANDLE database, const std::u16string& sql, Handle& view) {
   const UINT code = MsiDatabaseOpenViewW(database, sql.c_str(), view.out());
-  if (code != ERROR_SUCCESS) return code;
-  return MsiViewExecute(view, 0);
+  return code != ERROR_SUCCESS ? code : MsiViewExecute(view, 0);
 }
 
 inline UINT runSql(MSIHANDLE database, const std::u16string& sql) {

@@ -1,20 +1,12 @@
-// MsiViewExecute, MsiViewFetch, MsiViewClose and MsiViewModify of the
-// emulated machine.
+// MsiViewExecute, MsiViewFetch, MsiViewClose and MsiViewModify of the emulated machine.
 #include <gtest/gtest.h>
 
 #include "msi_test_helpers.h"
 
 namespace {
 
-using msi_test::executedView;
-using msi_test::fieldText;
-using msi_test::Handle;
-using msi_test::nextRow;
-using msi_test::propertyOf;
-using msi_test::runSql;
-using msi_test::textRecord;
-using test_packages::fixture;
-using test_packages::PackageCopy;
+using namespace msi_test;
+using namespace test_packages;
 
 TEST(MsiViewFetch, NeedsAnExecuteFirstAndEndsWithNoMoreItemsEveryTime) {
   Handle database = msi_test::openDatabase(fixture("product"));
@@ -50,15 +42,12 @@ TEST(MsiViewExecute, ParameterMarkersWithAndWithoutARecord) {
   EXPECT_EQ(fieldText(nextRow(view), 1), u"Ornel Sample");
 }
 
-// A copy of the product package open for writing, with a view of its
-// Property table; each test checks what reached the file once all is closed.
+// A copy of the product package open for writing, with a view of its Property table; each test checks what
+// reached the file once all is closed.
 class WritablePackage : public ::testing::Test {
  protected:
   WritablePackage() : copy("product", ::testing::UnitTest::GetInstance()->current_test_info()->name()) {}
-  void closeAll() {
-    view.close();
-    database.close();
-  }
+  void closeAll() { view.close(), database.close(); }
   PackageCopy copy;
   std::string before = copy.bytes();
   Handle database = msi_test::openDatabase(copy.path, MSIDBOPEN_DIRECT);
@@ -75,9 +64,7 @@ TEST_F(WritablePackage, InsertAddsARowDeleteRemovesTheFetchedRowEachOnce) {
   // A view without the primary keys cannot delete.
   Handle values = executedView(database, u"SELECT `Value` FROM `Property`");
   EXPECT_EQ(MsiViewModify(values, MSIMODIFY_DELETE, nextRow(values)), UINT(ERROR_FUNCTION_FAILED));
-  one.close();
-  values.close();
-  closeAll();
+  one.close(), values.close(), closeAll();
   EXPECT_EQ(propertyOf(copy.path, u"ADDED"), u"first");
   EXPECT_EQ(propertyOf(copy.path, u"EXACT10"), u"<missing>");
   EXPECT_EQ(propertyOf(copy.path, u"ProductName"), u"Ornel Sample");
@@ -94,29 +81,23 @@ TEST_F(WritablePackage, ModifyRefusesWhatItCannotDo) {
   Handle unexecuted;
   ASSERT_EQ(MsiDatabaseOpenViewW(database, u"SELECT * FROM `Property`", unexecuted.out()), UINT(ERROR_SUCCESS));
   EXPECT_EQ(MsiViewModify(unexecuted, MSIMODIFY_INSERT, record), UINT(ERROR_FUNCTION_FAILED));
-  join.close();
-  unexecuted.close();
-  closeAll();
+  join.close(), unexecuted.close(), closeAll();
   EXPECT_EQ(copy.bytes(), before);
 }
 
-// libmsi's temporary rows corrupt their table when it commits: they never
-// reach libmsi, and the table survives the close.
+// libmsi's temporary rows corrupt their table when it commits: they never reach libmsi; the table survives.
 TEST_F(WritablePackage, TemporaryRowsAreRefused) {
-  EXPECT_EQ(MsiViewModify(view, MSIMODIFY_INSERT_TEMPORARY, textRecord({u"TEMP", u"t"})),
-            UINT(ERROR_CALL_NOT_IMPLEMENTED));
+  EXPECT_EQ(MsiViewModify(view, MSIMODIFY_INSERT_TEMPORARY, textRecord({u"TEMP", u"t"})), UINT(ERROR_CALL_NOT_IMPLEMENTED));
   EXPECT_EQ(runSql(database, u"INSERT INTO `Property` (`Property`, `Value`) VALUES ('TEMP', 't') TEMPORARY"),
             UINT(ERROR_CALL_NOT_IMPLEMENTED));
   ASSERT_EQ(MsiViewModify(view, MSIMODIFY_INSERT, textRecord({u"ADDED", u"kept"})), UINT(ERROR_SUCCESS));
   closeAll();
-  EXPECT_EQ(propertyOf(copy.path, u"TEMP"), u"<missing>");
-  EXPECT_EQ(propertyOf(copy.path, u"ADDED"), u"kept");
-  EXPECT_EQ(propertyOf(copy.path, u"ProductName"), u"Ornel Sample");
-  EXPECT_EQ(propertyOf(copy.path, u"EXACT10"), u"0123456789");
+  for (const auto& [name, value] : {std::pair{u"TEMP", u"<missing>"}, {u"ADDED", u"kept"}, {u"ProductName", u"Ornel Sample"},
+                                    {u"EXACT10", u"0123456789"}})
+    EXPECT_EQ(propertyOf(copy.path, name), value);
 }
 
-// Under the default codepage libmsi commits text it cannot convert as an
-// empty string. The emulation refuses such writes.
+// Under the default codepage libmsi commits text it cannot convert as an empty string; the emulation refuses it.
 TEST_F(WritablePackage, TextTheCodepageCannotHoldIsRefused) {
   Handle record = textRecord({u"JAPANESE", u"\u65e5\u672c\u8a9e"});
   EXPECT_EQ(MsiViewModify(view, MSIMODIFY_INSERT, record), UINT(ERROR_FUNCTION_FAILED));
@@ -126,8 +107,7 @@ TEST_F(WritablePackage, TextTheCodepageCannotHoldIsRefused) {
   ASSERT_EQ(MsiDatabaseOpenViewW(database, u"INSERT INTO `Property` (`Property`, `Value`) VALUES (?, ?)", insert.out()),
             UINT(ERROR_SUCCESS));
   EXPECT_EQ(MsiViewExecute(insert, record), UINT(ERROR_FUNCTION_FAILED));
-  insert.close();
-  closeAll();
+  insert.close(), closeAll();
   EXPECT_EQ(copy.bytes(), before);
 }
 

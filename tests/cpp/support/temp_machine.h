@@ -1,6 +1,5 @@
-// A fresh emulated machine for each test: its own root directory (with
-// drive_c), named by INSTALLER_ORNEL_MACHINE while the test runs, and
-// removed afterwards, when the machine named before comes back.
+// A fresh emulated machine for each test: its own root directory (with drive_c), named by INSTALLER_ORNEL_MACHINE
+// while the test runs, and removed afterwards, when the machine named before comes back.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -11,7 +10,7 @@
 
 #include <fstream>
 #include <functional>
-#include <sstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -30,33 +29,23 @@ class TempMachineTest : public ::testing::Test {
     ASSERT_EQ(::mkdir((root_ + "/drive_c").c_str(), 0755), 0);
   }
   void TearDown() override {
-    std::string cmd = "rm -rf '" + root_ + "'";
-    (void)::system(cmd.c_str());
+    (void)::system(("rm -rf '" + root_ + "'").c_str());
     // Tests of one binary may share a machine set up for the whole process.
-    if (hadPrevious_) {
-      ::setenv("INSTALLER_ORNEL_MACHINE", previous_.c_str(), 1);
-    } else {
-      ::unsetenv("INSTALLER_ORNEL_MACHINE");
-    }
+    if (hadPrevious_) ::setenv("INSTALLER_ORNEL_MACHINE", previous_.c_str(), 1);
+    else ::unsetenv("INSTALLER_ORNEL_MACHINE");
   }
 
   // The host path of a path under C:\, given with forward slashes.
   std::string hostPath(const std::string& underDriveC) const { return root_ + "/drive_c/" + underDriveC; }
 
-  static bool exists(const std::string& path) {
-    struct stat st;
-    return ::stat(path.c_str(), &st) == 0;
-  }
+  static bool exists(const std::string& path) { struct stat st; return ::stat(path.c_str(), &st) == 0; }
 
   static std::string read(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
   }
 
-  // Runs body(0) .. body(count - 1) in as many forked processes at once;
-  // true when every one returned true.
+  // Runs body(0) .. body(count - 1) in as many forked processes at once; true when every one returned true.
   static bool inProcesses(int count, const std::function<bool(int)>& body) {
     std::vector<pid_t> children;
     for (int i = 0; i < count; ++i) {

@@ -1,6 +1,5 @@
-// Test packages for the tests that read Windows Installer databases: the
-// fixtures built into MSI_FIXTURE_DIR, and a private emulated machine whose
-// C: drive holds writable copies of them.
+// Test packages for the tests that read Windows Installer databases: the fixtures built into MSI_FIXTURE_DIR,
+// and a private emulated machine whose C: drive holds writable copies of them.
 #pragma once
 
 #include <stdlib.h>
@@ -23,10 +22,7 @@ namespace test_packages {
 // The machine of this test process: a temporary root, removed at exit.
 class TestMachine {
  public:
-  static TestMachine& get() {
-    static TestMachine machine;
-    return machine;
-  }
+  static TestMachine& get() { static TestMachine machine; return machine; }
   const std::string& root() const { return root_; }
   ~TestMachine() { (void)::system(("rm -rf '" + root_ + "'").c_str()); }
 
@@ -41,8 +37,7 @@ class TestMachine {
   std::string root_;
 };
 
-// Every test process runs on its own machine from the start, also when the
-// test runner starts one process per test.
+// Every test process runs on its own machine from the start, also when the runner starts one process per test.
 inline const bool kTestMachineReady = (TestMachine::get(), true);
 
 inline std::string fixtureHostPath(const std::string& name) { return std::string(MSI_FIXTURE_DIR) + "/" + name + ".msi"; }
@@ -62,12 +57,10 @@ inline std::string readBytes(const std::string& hostPath) {
 }
 
 inline void writeBytes(const std::string& hostPath, const std::string& bytes) {
-  std::ofstream out(hostPath, std::ios::binary | std::ios::trunc);
-  out << bytes;
+  std::ofstream(hostPath, std::ios::binary | std::ios::trunc) << bytes;
 }
 
-// A file on the machine's C: drive, C:\Packages\<name>, with the given
-// content; removed with this object.
+// A file on the machine's C: drive, C:\Packages\<name>, with the given content; removed with this object.
 struct MachineFile {
   MachineFile(const std::string& name, const std::string& content)
       : hostPath(TestMachine::get().root() + "/drive_c/Packages/" + name),

@@ -12,17 +12,13 @@ using installer::tracing::Tracer;
 
 class LogPaths : public tracing_test::MachineTest {};
 
-// Each call prefixes the paths again, with one separator unless the
-// directory ends in "\" or "/".
+// Each call prefixes the paths again, with one separator unless the directory ends in "\" or "/".
 TEST_F(LogPaths, EachDirectoryIsPrefixedWithOneSeparator) {
   const struct {
     std::vector<const char16_t*> directories;
     const char* prefix;
   } cases[] = {
-      {{u"C:\\Logs"}, "C:\\Logs\\"},
-      {{u"C:\\Logs\\"}, "C:\\Logs\\"},
-      {{u"C:/Logs/"}, "C:/Logs/"},
-      {{u""}, ""},
+      {{u"C:\\Logs"}, "C:\\Logs\\"}, {{u"C:\\Logs\\"}, "C:\\Logs\\"}, {{u"C:/Logs/"}, "C:/Logs/"}, {{u""}, ""},
       {{u"C:\\Logs", u"C:\\Logs\\", u"D:"}, "D:\\C:\\Logs\\C:\\Logs\\"},
   };
   for (const auto& c : cases) {
@@ -41,12 +37,10 @@ TEST_F(LogPaths, EachDirectoryIsPrefixedWithOneSeparator) {
 TEST_F(LogPaths, ADirectoryWithAUnitOf256OrMoreIsABadCastAndChangesNothing) {
   Tracer tracer(creationTime());
   tracer.setLogDirectory(u"C:\\Logs");
-  const std::string trace = tracer.getInstLogPath();
-  const std::string installer = tracer.getMsiLogPath();
+  const std::string paths = tracer.getInstLogPath() + "|" + tracer.getMsiLogPath();
   for (const char16_t* directory : {u"C:\\\u0100", u"C:\\Logs\\\u65e5\u672c", u"\U0001F600", u"C:\\\xff\u20ac"}) {
     EXPECT_EQ(test_support::messageOf<std::bad_cast>([&] { tracer.setLogDirectory(directory); }), "bad cast");
-    EXPECT_EQ(tracer.getInstLogPath(), trace);
-    EXPECT_EQ(tracer.getMsiLogPath(), installer);
+    EXPECT_EQ(tracer.getInstLogPath() + "|" + tracer.getMsiLogPath(), paths);
   }
 }
 

@@ -1,5 +1,4 @@
-// A fresh emulated machine for each test: its own root directory with
-// C:\Logs, and local time pinned to UTC so file names are predictable.
+// A fresh emulated machine for each test: its own root with C:\Logs, local time pinned to UTC for predictable names.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -30,8 +29,7 @@ class MachineTest : public test_support::TempMachineTest {
 
   std::string traceFile() const { return hostPath(std::string("Logs/") + kTraceName); }
 
-  // The texts of the lines of a trace file, each checked to read
-  // HH:MM:SS, a tab, the text, CR LF.
+  // The texts of the lines of a trace file, each checked to read HH:MM:SS, a tab, the text, CR LF.
   static std::vector<std::string> traceLines(const std::string& path) {
     static const std::regex kLine("[0-2][0-9]:[0-5][0-9]:[0-5][0-9]\t([^\r\n]*)\r\n");
     const std::string content = read(path);

@@ -1,7 +1,5 @@
-// The process-wide tracer, created once however many threads race to it.
-// The case runs in a child process, so that it sees the first creation. The
-// tracer's last line at process exit is tested end to end by
-// tests/js/tracing.test.js.
+// The process-wide tracer, created once however many threads race to it, in a child process so that it sees
+// the first creation. The tracer's last line at process exit is tested end to end (tests/js/tracing.test.js).
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -22,8 +20,7 @@ using installer::tracing::getTracer;
 
 class ProcessTracer : public tracing_test::MachineTest {
  protected:
-  // Runs `body` in a child that ends through exit(), so static destructors
-  // run; the child's exit status is body's result.
+  // Runs `body` in a child that ends through exit(), so static destructors run; its exit status is body's result.
   static int inChild(const std::function<int()>& body) {
     pid_t child = ::fork();
     if (child == 0) std::exit(body());
@@ -34,27 +31,23 @@ class ProcessTracer : public tracing_test::MachineTest {
 };
 
 TEST_F(ProcessTracer, IsCreatedOnceWhenThreadsRaceToIt) {
-  EXPECT_EQ(inChild([] {
-              if (existingTracer() != nullptr) return 1;
-              std::atomic<bool> go{false};
-              std::vector<installer::tracing::Tracer*> seen(8);
-              std::vector<std::thread> threads;
-              for (size_t i = 0; i < seen.size(); ++i) {
-                threads.emplace_back([&, i] {
-                  while (!go.load()) {
-                  }
-                  seen[i] = getTracer().get();
-                });
-              }
-              go = true;
-              for (std::thread& t : threads) t.join();
-              for (auto* tracer : seen) {
-                if (tracer == nullptr || tracer != seen[0]) return 2;
-              }
-              if (existingTracer().get() != seen[0] || &installer::tracing::siteTracer() != seen[0]) return 3;
-              return 0;
-            }),
-            0);
+  const int status = inChild([] {
+    if (existingTracer() != nullptr) return 1;
+    std::atomic<bool> go{false};
+    std::vector<installer::tracing::Tracer*> seen(8);
+    std::vector<std::thread> threads;
+    for (size_t i = 0; i < seen.size(); ++i) {
+      threads.emplace_back([&, i] {
+        while (!go.load()) continue;
+        seen[i] = getTracer().get();
+      });
+    }
+    go = true;
+    for (std::thread& t : threads) t.join();
+    for (auto* tracer : seen) if (tracer == nullptr || tracer != seen[0]) return 2;
+    return existingTracer().get() != seen[0] || &installer::tracing::siteTracer() != seen[0] ? 3 : 0;
+  });
+  EXPECT_EQ(status, 0);
 }
 
 }  // namespace

@@ -25,8 +25,7 @@ TEST_F(LineStream, ARecordAboveTheLevelHasNoBufferAndIgnoresAppends) {
   EXPECT_EQ(record.buffer(), nullptr);
   TraceLineStream stream(record);
   stream << "text" << 42;
-  EXPECT_TRUE(stream.dropped());
-  EXPECT_EQ(stream.length(), 0u);
+  EXPECT_TRUE(stream.dropped() && stream.length() == 0);
 
   char* buffer = static_cast<char*>(std::malloc(8));
   EXPECT_EQ(tracer_.beginRecord(800, buffer, 512), 0u);
@@ -60,19 +59,14 @@ TEST_F(LineStream, WidthAndFillPadOneItem) {
   TraceLineStream s(record);
   s.width(6);
   s << 42 << '|';
-  s.fill('0');
-  s.width(6);
-  s.setf(TraceLineStream::internal, TraceLineStream::adjustfield);
+  s.fill('0'), s.width(6), s.setf(TraceLineStream::internal, TraceLineStream::adjustfield);
   s << -42 << '|';
   s.width(6);
   s.setf(TraceLineStream::hex | TraceLineStream::showbase, TraceLineStream::basefield | TraceLineStream::showbase);
   s << 255u << '|';
-  s.fill('.');
-  s.width(5);
-  s.setf(TraceLineStream::left, TraceLineStream::adjustfield);
+  s.fill('.'), s.width(5), s.setf(TraceLineStream::left, TraceLineStream::adjustfield);
   s << "ab" << '|';
-  s.width(4);
-  s.setf(0, TraceLineStream::adjustfield);
+  s.width(4), s.setf(0, TraceLineStream::adjustfield);
   s << u"\u00e9\u00e9" << '|' << 7u;  // width counts units; then it is 0 again
   EXPECT_EQ(s.text(), "    42|-00042|0x00ff|ab...|..\xc3\xa9\xc3\xa9|0x7");
   EXPECT_EQ(s.width(), 0u);
@@ -81,14 +75,11 @@ TEST_F(LineStream, WidthAndFillPadOneItem) {
 TEST_F(LineStream, BelowLevel1000ALineThatOutgrowsItsRecordIsDroppedWhole) {
   TraceRecord record(tracer_, 700);
   TraceLineStream s(record);
-  s << std::string(300, 'a');
-  s << std::string(300, 'b');
+  s << std::string(300, 'a') << std::string(300, 'b');
   EXPECT_TRUE(s.dropped());
-  EXPECT_EQ(s.length(), 0u);
-  EXPECT_EQ(s.capacity(), 0u);
   EXPECT_EQ(record.buffer(), nullptr);
   s << "more";
-  EXPECT_EQ(s.length(), 0u);
+  EXPECT_EQ(s.length() + s.capacity(), 0u);
 }
 
 TEST_F(LineStream, FromLevel1000TheRecordGrowsToTheLargerOfTheNeedAndTwiceItsSize) {
@@ -99,7 +90,6 @@ TEST_F(LineStream, FromLevel1000TheRecordGrowsToTheLargerOfTheNeedAndTwiceItsSiz
   EXPECT_EQ(s.capacity(), 1024u);
   s << std::string(2000, 'b');
   EXPECT_EQ(s.capacity(), 2600u);
-  EXPECT_EQ(s.length(), 2600u);
   EXPECT_EQ(s.text(), std::string(600, 'a') + std::string(2000, 'b'));
 }
 

@@ -1,5 +1,4 @@
-// The trace file as a tracer writes it: levels, line sizes, the line
-// format, turning file tracing on and off, and failures.
+// The trace file as a tracer writes it: levels, line sizes, the line format, turning it on and off, and failures.
 #include <unistd.h>
 
 #include <string>
@@ -72,10 +71,7 @@ TEST_F(TracerFile, EachLineIsTimeStampTabTextCrLf) {
 
 // Levels and turning off and on are tested end to end (tests/js/tracing.test.js).
 TEST_F(TracerFile, LinesKeepAppendingAcrossTurningTracingOffAndOn) {
-  {
-    std::ofstream earlier(traceFile(), std::ios::binary);
-    earlier << "00:00:00\tearlier run\r\n";
-  }
+  std::ofstream(traceFile(), std::ios::binary) << "00:00:00\tearlier run\r\n";
   ASSERT_EQ(tracer_->openLogFile(), 0u);
   tracer_->traceText(u"first", 700);
   tracer_->closeLogFile();
@@ -117,19 +113,15 @@ TEST_F(TracerFile, AFullDiskStopsWritingUntilTheNextOpen) {
 TEST_F(TracerFile, ConcurrentLinesNeverInterleave) {
   ASSERT_EQ(tracer_->openLogFile(), 0u);
   tracer_->setTraceLevel(1000);
-  constexpr int kThreads = 8;
-  constexpr int kLines = 300;
+  constexpr int kThreads = 8, kLines = 300;
   auto lineOf = [](int thread, int i) {
     // Lengths vary from a few bytes to beyond one record.
     return "t" + std::to_string(thread) + " " + std::to_string(i) + " " +
            std::string((thread * 131 + i * 17) % 700, static_cast<char>('a' + thread));
   };
   std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([&, t] {
-      for (int i = 0; i < kLines; ++i) INSTALLER_TRACE_TO(*tracer_, 700) << lineOf(t, i);
-    });
-  }
+  for (int t = 0; t < kThreads; ++t)
+    threads.emplace_back([&, t] { for (int i = 0; i < kLines; ++i) INSTALLER_TRACE_TO(*tracer_, 700) << lineOf(t, i); });
   for (std::thread& thread : threads) thread.join();
   Strings lines = finish();
   ASSERT_EQ(lines.size(), size_t{kThreads * kLines + 1});
@@ -138,10 +130,9 @@ TEST_F(TracerFile, ConcurrentLinesNeverInterleave) {
   // Every line is whole, and each thread's lines come in its order.
   std::vector<int> next(kThreads, 0);
   for (const std::string& line : lines) {
-    int thread = line[1] - '0';
+    const int thread = line[1] - '0';
     ASSERT_TRUE(thread >= 0 && thread < kThreads) << line;
-    ASSERT_EQ(line, lineOf(thread, next[thread])) << line;
-    ++next[thread];
+    ASSERT_EQ(line, lineOf(thread, next[thread]++));
   }
 }
 
