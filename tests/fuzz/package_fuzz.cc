@@ -96,11 +96,11 @@ void inspect(const platform::wstring& path) {
   auto product = openMsiProductInfo(path, error);
   if (product) {
     std::vector<FeatureInfo> features;
-    product->getProductName(), product->getProductCode(), product->getInstallDirectory();
-    product->getProperty(u"ProductVersion"), product->getCabFileNames(), product->getSetupType();
+    product->getProductName(); product->getProductCode(); product->getInstallDirectory();
+    product->getProperty(u"ProductVersion"); product->getCabFileNames(); product->getSetupType();
     product->getProductFeatures(features);
     readQueryRows(path, u"SELECT `Property`, `Value` FROM `Property`");
-    readRebrandingCode(path), readPremiumLink(path);
+    readRebrandingCode(path); readPremiumLink(path);
   }
   std::printf("%u %d\n", unsigned(error), valid ? 1 : 0);
 }
@@ -136,13 +136,13 @@ Verdict runChild(const std::string& hostPath) {
   if (pipe(out) != 0 || pipe(err) != 0) std::abort();
   const pid_t child = fork();
   if (child == 0) {
-    dup2(out[1], 1), dup2(err[1], 2), close(out[0]), close(err[0]);
+    dup2(out[1], 1); dup2(err[1], 2); close(out[0]); close(err[0]);
     alarm(kChildSeconds);
     inspect(emulated::toWindowsPath(hostPath));
     std::fflush(stdout);
     _exit(0);
   }
-  close(out[1]), close(err[1]);
+  close(out[1]); close(err[1]);
   // stderr is small or the child is at fault; read it last.
   const std::string result = drain(out[0]);
   const std::string messages = drain(err[0]);

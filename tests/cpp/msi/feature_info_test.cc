@@ -21,7 +21,7 @@ class InstalledFeatures : public test_support::TempMachineTest {
  protected:
   void install(std::vector<emulated::InstalledFeature> features) {
     ASSERT_TRUE(emulated::saveInstalledProduct(
-        {kProduct, u"", u"", u"", u"", u"C:\\App", test_packages::fixture("features"), std::move(features)}));
+        {kProduct, u"", u"", u"", u"", u"C:\\App", test_packages::fixture("features"), std::move(features), u""}));
   }
   // Each feature's name, enabled and visible, in the order given.
   static std::vector<std::tuple<platform::wstring, bool, bool>> states(const std::vector<FeatureInfo>& features) {

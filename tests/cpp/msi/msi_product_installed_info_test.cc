@@ -21,7 +21,7 @@ class InstalledInfo : public test_support::TempMachineTest {
  protected:
   void install(const char16_t* code, const char16_t* location = u"C:\\App") {
     ASSERT_TRUE(emulated::saveInstalledProduct(
-        {code, u"App", u"3.1.4", u"", kUpgrade, location, u"C:\\Windows\\Installer\\x.msi", {}}));
+        {code, u"App", u"3.1.4", u"", kUpgrade, location, u"C:\\Windows\\Installer\\x.msi", {}, u""}));
   }
 };
 

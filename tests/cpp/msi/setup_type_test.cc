@@ -16,7 +16,7 @@ class UpgradeMatches : public test_support::TempMachineTest {
  protected:
   void installVersion(const char16_t* version) {
     ASSERT_TRUE(emulated::saveInstalledProduct(
-        {u"{11111111-2222-3333-4444-555555555555}", u"", version, u"", kUpgrade, u"", u"", {}}));
+        {u"{11111111-2222-3333-4444-555555555555}", u"", version, u"", kUpgrade, u"", u"", {}, u""}));
   }
   static bool matches(UpgradeEntry entry) { return !findInstalledUpgradeMatches({entry}).empty(); }
   static UpgradeEntry entry(std::int32_t attributes, const char16_t* min = nullptr, const char16_t* max = nullptr) {

@@ -23,7 +23,7 @@ class InstalledProducts : public test_support::TempMachineTest {
     return {code, u"Sample App", u"2.5.1", u"{00000000-0000-0000-0000-000000000001}", kUpgrade,
             u"C:\\Program Files\\Sample\\", u"C:\\Windows\\Installer\\1a2b.msi",
             {{u"Main", u"", INSTALLSTATE_LOCAL}, {u"Docs", u"Main", INSTALLSTATE_ABSENT},
-             {u"Extras", u"Main", INSTALLSTATE_ADVERTISED}}};
+             {u"Extras", u"Main", INSTALLSTATE_ADVERTISED}}, u"1033"};
   }
 
   static std::pair<UINT, std::u16string> info(const char16_t* product, const char16_t* property) {

@@ -112,7 +112,7 @@ TEST(MsiRecord, StreamFieldsHaveNoText) {
   EXPECT_EQ(MsiRecordGetStringW(row, 2, nullptr, &size), UINT(ERROR_INVALID_DATATYPE));
   EXPECT_EQ(MsiRecordGetInteger(row, 2), int(MSI_NULL_INTEGER));
   // The row outlives its view and database handles.
-  view.close(), database.close();
+  view.close(); database.close();
   EXPECT_EQ(fieldText(row, 1), u"Blob");
 }
 

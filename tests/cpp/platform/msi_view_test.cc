@@ -64,7 +64,7 @@ TEST_F(WritablePackage, InsertAddsARowDeleteRemovesTheFetchedRowEachOnce) {
   // A view without the primary keys cannot delete.
   Handle values = executedView(database, u"SELECT `Value` FROM `Property`");
   EXPECT_EQ(MsiViewModify(values, MSIMODIFY_DELETE, nextRow(values)), UINT(ERROR_FUNCTION_FAILED));
-  one.close(), values.close(), closeAll();
+  one.close(); values.close(); closeAll();
   EXPECT_EQ(propertyOf(copy.path, u"ADDED"), u"first");
   EXPECT_EQ(propertyOf(copy.path, u"EXACT10"), u"<missing>");
   EXPECT_EQ(propertyOf(copy.path, u"ProductName"), u"Ornel Sample");
@@ -81,7 +81,7 @@ TEST_F(WritablePackage, ModifyRefusesWhatItCannotDo) {
   Handle unexecuted;
   ASSERT_EQ(MsiDatabaseOpenViewW(database, u"SELECT * FROM `Property`", unexecuted.out()), UINT(ERROR_SUCCESS));
   EXPECT_EQ(MsiViewModify(unexecuted, MSIMODIFY_INSERT, record), UINT(ERROR_FUNCTION_FAILED));
-  join.close(), unexecuted.close(), closeAll();
+  join.close(); unexecuted.close(); closeAll();
   EXPECT_EQ(copy.bytes(), before);
 }
 
@@ -107,7 +107,7 @@ TEST_F(WritablePackage, TextTheCodepageCannotHoldIsRefused) {
   ASSERT_EQ(MsiDatabaseOpenViewW(database, u"INSERT INTO `Property` (`Property`, `Value`) VALUES (?, ?)", insert.out()),
             UINT(ERROR_SUCCESS));
   EXPECT_EQ(MsiViewExecute(insert, record), UINT(ERROR_FUNCTION_FAILED));
-  insert.close(), closeAll();
+  insert.close(); closeAll();
   EXPECT_EQ(copy.bytes(), before);
 }
 

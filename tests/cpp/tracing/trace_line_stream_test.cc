@@ -59,14 +59,14 @@ TEST_F(LineStream, WidthAndFillPadOneItem) {
   TraceLineStream s(record);
   s.width(6);
   s << 42 << '|';
-  s.fill('0'), s.width(6), s.setf(TraceLineStream::internal, TraceLineStream::adjustfield);
+  s.fill('0'); s.width(6); s.setf(TraceLineStream::internal, TraceLineStream::adjustfield);
   s << -42 << '|';
   s.width(6);
   s.setf(TraceLineStream::hex | TraceLineStream::showbase, TraceLineStream::basefield | TraceLineStream::showbase);
   s << 255u << '|';
-  s.fill('.'), s.width(5), s.setf(TraceLineStream::left, TraceLineStream::adjustfield);
+  s.fill('.'); s.width(5); s.setf(TraceLineStream::left, TraceLineStream::adjustfield);
   s << "ab" << '|';
-  s.width(4), s.setf(0, TraceLineStream::adjustfield);
+  s.width(4); s.setf(0, TraceLineStream::adjustfield);
   s << u"\u00e9\u00e9" << '|' << 7u;  // width counts units; then it is 0 again
   EXPECT_EQ(s.text(), "    42|-00042|0x00ff|ab...|..\xc3\xa9\xc3\xa9|0x7");
   EXPECT_EQ(s.width(), 0u);
