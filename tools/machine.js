@@ -10,6 +10,7 @@
 //   node tools/machine.js unregister PRODUCTCODE
 //   node tools/machine.js list
 //   node tools/machine.js event create NAME | event set NAME
+//   node tools/machine.js condition PACKAGE.msi [--set NAME=VALUE ...] EXPRESSION [EXPRESSION ...]
 const { spawnSync } = require('child_process');
 const path = require('path');
 

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/emulated/installer/session_handle.h"
+#include "platform/emulated/installer/standard_actions.h"
 #include "platform/emulated/products/installed_products.h"
 #include "platform/emulated/machine/machine_config.h"
 #include "platform/emulated/machine/machine_paths.h"
@@ -197,11 +199,56 @@ int event(const std::vector<std::string>& args) {
   return 0;
 }
 
+const char* conditionText(MSICONDITION result) {
+  switch (result) {
+    case MSICONDITION_TRUE: return "true";
+    case MSICONDITION_FALSE: return "false";
+    case MSICONDITION_NONE: return "none";
+    default: return "error";
+  }
+}
+
+// condition PACKAGE.msi [--set NAME=VALUE ...] EXPRESSION [EXPRESSION ...]:
+// a session on the package, the properties set, the costing actions run,
+// then one line per expression.
+int condition(const std::vector<std::string>& args) {
+  if (args.size() < 2) fail("usage: condition PACKAGE.msi [--set NAME=VALUE ...] EXPRESSION [EXPRESSION ...]");
+  std::vector<std::pair<std::u16string, std::u16string>> properties;
+  std::vector<std::u16string> expressions;
+  for (size_t i = 1; i < args.size(); ++i) {
+    if (args[i] != "--set") {
+      expressions.push_back(utf8ToUtf16(args[i]));
+      continue;
+    }
+    if (++i >= args.size()) fail("--set takes NAME=VALUE");
+    const std::u16string assignment = utf8ToUtf16(args[i]);
+    const size_t equals = assignment.find(u'=');
+    if (equals == 0 || equals == std::u16string::npos) fail("--set takes NAME=VALUE, not " + args[i]);
+    properties.emplace_back(assignment.substr(0, equals), assignment.substr(equals + 1));
+  }
+  const std::u16string path = emulated::toWindowsPath(absolute(args[0]));
+  MSIHANDLE session = 0;
+  const UINT opened = MsiOpenPackageW(path.c_str(), &session);
+  if (opened != ERROR_SUCCESS) fail("cannot open package " + args[0] + " (error " + std::to_string(opened) + ")");
+  for (const auto& [name, value] : properties) MsiSetPropertyW(session, name.c_str(), value.c_str());
+  for (const char16_t* action : {u"CostInitialize", u"FileCost", u"CostFinalize"}) {
+    const UINT code = emulated::installer::runStandardAction(*emulated::installer::findSession(session), action);
+    if (code != ERROR_SUCCESS) fail(utf16ToUtf8(action) + " failed (error " + std::to_string(code) + ")");
+  }
+  for (const std::u16string& expression : expressions) {
+    std::printf("%s\n", conditionText(MsiEvaluateConditionW(session, expression.c_str())));
+  }
+  MsiCloseHandle(session);
+  return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   std::vector<std::string> args(argv + 1, argv + argc);
-  if (args.empty()) fail("usage: init | config KEY VALUE | register PACKAGE.msi [...] | unregister CODE | list | event create|set NAME");
+  if (args.empty())
+    fail("usage: init | config KEY VALUE | register PACKAGE.msi [...] | unregister CODE | list | "
+         "event create|set NAME | condition PACKAGE.msi [--set NAME=VALUE ...] EXPRESSION ...");
   const std::string command = args[0];
   args.erase(args.begin());
   if (command == "init") {
@@ -221,5 +268,6 @@ int main(int argc, char** argv) {
   }
   if (command == "list") return list();
   if (command == "event") return event(args);
+  if (command == "condition") return condition(args);
   fail("unknown command " + command);
 }

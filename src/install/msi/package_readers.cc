@@ -17,9 +17,8 @@ struct DirectoryRow {
 
 std::uint32_t readDirectoryRow(MSIHANDLE database, const platform::wstring& directory, DirectoryRow& row) {
   const platform::wstring query =
-      WIDE_TEXT("SELECT Directory.DefaultDir,Directory.Directory_Parent FROM Directory WHERE Directory.Directory='") +
-      directory + WIDE_TEXT("'");
-  return readFirstRow(database, query, [&](MSIHANDLE record) {
+      WIDE_TEXT("SELECT Directory.DefaultDir,Directory.Directory_Parent FROM Directory WHERE Directory.Directory=?");
+  return readFirstRow(database, query, directory, [&](MSIHANDLE record) {
     std::uint32_t code = readRecordString(record, 1, row.defaultDir);
     if (code != ERROR_SUCCESS) return code;
     return readRecordString(record, 2, row.parent);
@@ -37,9 +36,8 @@ platform::wstring longName(const platform::wstring& defaultDir) {
 
 std::uint32_t readPackageProperty(MSIHANDLE database, const platform::wstring& name, platform::wstring& value) {
   value.clear();
-  const platform::wstring query =
-      WIDE_TEXT("SELECT Property.Value FROM Property WHERE Property.Property='") + name + WIDE_TEXT("'");
-  return readFirstRow(database, query, [&](MSIHANDLE record) { return readRecordString(record, 1, value); });
+  const platform::wstring query = WIDE_TEXT("SELECT Property.Value FROM Property WHERE Property.Property=?");
+  return readFirstRow(database, query, name, [&](MSIHANDLE record) { return readRecordString(record, 1, value); });
 }
 
 std::uint32_t resolveDirectoryPath(MSIHANDLE database, const platform::wstring& directory, platform::wstring& path) {

@@ -1,6 +1,7 @@
 // Readers of a package's own tables, over a bare database handle. Each runs
-// its own query (names are pasted into the SQL unescaped: names holding "'"
-// are not supported) and returns a Windows Installer code.
+// its own query and returns a Windows Installer code. The names looked up
+// (a property's, a directory's) reach the query as record parameters, so
+// any text is a name, quotes included; one is cut at a NUL.
 #pragma once
 
 #include <cstdint>

@@ -13,6 +13,7 @@
 // - text is UTF-16 here and UTF-8 inside libmsi.
 #pragma once
 
+#include "platform/emulated/msi_products.h"
 #include "platform/emulated/win_types.h"
 
 // Windows error codes of the installer functions that win_types.h lacks.
@@ -33,6 +34,13 @@
 #endif
 #ifndef ERROR_INVALID_DATATYPE
 #define ERROR_INVALID_DATATYPE 1804L
+#endif
+
+#ifndef ERROR_UNKNOWN_COMPONENT
+#define ERROR_UNKNOWN_COMPONENT 1607L
+#endif
+#ifndef ERROR_INSTALL_PACKAGE_OPEN_FAILED
+#define ERROR_INSTALL_PACKAGE_OPEN_FAILED 1619L
 #endif
 
 // The value of a null integer field.
@@ -61,6 +69,14 @@ typedef enum tagMSIMODIFY {
   MSIMODIFY_VALIDATE_FIELD = 10,
   MSIMODIFY_VALIDATE_DELETE = 11,
 } MSIMODIFY;
+
+// Results of MsiEvaluateConditionW.
+typedef enum tagMSICONDITION {
+  MSICONDITION_FALSE = 0,  // the expression is false
+  MSICONDITION_TRUE = 1,   // the expression is true
+  MSICONDITION_NONE = 2,   // there is no expression
+  MSICONDITION_ERROR = 3,  // the expression is malformed
+} MSICONDITION;
 
 // Summary information property types (the VARENUM values Windows uses).
 #define VT_EMPTY 0
@@ -114,5 +130,18 @@ UINT MsiSummaryInfoGetPropertyW(MSIHANDLE hSummaryInfo, UINT uiProperty, UINT* p
                                 FILETIME* pftValue, LPWSTR szValueBuf, LPDWORD pcchValueBuf);
 
 UINT MsiCloseHandle(MSIHANDLE hAny);
+
+// Installer sessions (installer/msi_session_api.cc). A session handle comes
+// from MsiOpenPackageW: the package opened read-only, its properties, and
+// after the costing actions its directories and feature states.
+UINT MsiOpenPackageW(LPCWSTR szPackagePath, MSIHANDLE* hProduct);
+UINT MsiGetPropertyW(MSIHANDLE hInstall, LPCWSTR szName, LPWSTR szValueBuf, LPDWORD pcchValueBuf);
+UINT MsiSetPropertyW(MSIHANDLE hInstall, LPCWSTR szName, LPCWSTR szValue);
+MSICONDITION MsiEvaluateConditionW(MSIHANDLE hInstall, LPCWSTR szCondition);
+UINT MsiFormatRecordW(MSIHANDLE hInstall, MSIHANDLE hRecord, LPWSTR szResultBuf, LPDWORD pcchResultBuf);
+UINT MsiGetFeatureStateW(MSIHANDLE hInstall, LPCWSTR szFeature, INSTALLSTATE* piInstalled, INSTALLSTATE* piAction);
+UINT MsiGetComponentStateW(MSIHANDLE hInstall, LPCWSTR szComponent, INSTALLSTATE* piInstalled,
+                           INSTALLSTATE* piAction);
+UINT MsiGetTargetPathW(MSIHANDLE hInstall, LPCWSTR szFolder, LPWSTR szPathBuf, LPDWORD pcchPathBuf);
 
 }  // extern "C"

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <vector>
@@ -53,6 +54,40 @@ std::string machineConfigValue(const std::string& key, const std::string& fallba
   const auto config = readMachineConfig();
   const auto it = config.find(key);
   return it == config.end() ? fallback : it->second;
+}
+
+namespace {
+
+int numberOr(const std::map<std::string, std::string>& config, const char* key, int fallback) {
+  const auto it = config.find(key);
+  if (it == config.end() || it->second.empty()) return fallback;
+  char* end = nullptr;
+  const long value = std::strtol(it->second.c_str(), &end, 10);
+  return *end == 0 ? static_cast<int>(value) : fallback;
+}
+
+std::string textOr(const std::map<std::string, std::string>& config, const char* key, const std::string& fallback) {
+  const auto it = config.find(key);
+  return it == config.end() || it->second.empty() ? fallback : it->second;
+}
+
+}  // namespace
+
+MachineFacts readMachineFacts() {
+  const auto config = readMachineConfig();
+  MachineFacts facts;
+  facts.windowsMajor = numberOr(config, "windowsMajor", facts.windowsMajor);
+  facts.windowsMinor = numberOr(config, "windowsMinor", facts.windowsMinor);
+  facts.windowsBuild = numberOr(config, "windowsBuild", facts.windowsBuild);
+  facts.servicePack = numberOr(config, "windowsServicePack", facts.servicePack);
+  facts.productType = numberOr(config, "windowsProductType", facts.productType);
+  facts.is64Bit = numberOr(config, "windows64Bit", 0) != 0;
+  facts.userName = textOr(config, "userName", facts.userName);
+  facts.computerName = textOr(config, "computerName", facts.computerName);
+  facts.userLanguage = numberOr(config, "userLanguage", facts.userLanguage);
+  facts.systemLanguage = numberOr(config, "systemLanguage", facts.systemLanguage);
+  facts.userIsAdmin = numberOr(config, "userIsAdmin", 1) != 0;
+  return facts;
 }
 
 bool writeMachineConfigValue(const std::string& key, const std::string& value) {

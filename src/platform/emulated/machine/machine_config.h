@@ -7,7 +7,12 @@
 //   programFilesFolder   the Program Files folder (default C:\Program Files)
 //   windowsMajor, windowsMinor, windowsBuild, windowsServicePack,
 //   windowsProductType   the Windows version the machine reports
-//                        (default 10, 0, 19045, "", 1: a workstation)
+//                        (default 10, 0, 19045, 0, 1: a workstation)
+//   windows64Bit         1 for 64-bit Windows (default 0: 32-bit)
+//   userName, computerName   the logged-on user and the machine's name
+//                        (default User, ORNEL-PC)
+//   userLanguage, systemLanguage   language ids (default 1033, 1033)
+//   userIsAdmin          1 when the user is an administrator (default 1)
 #pragma once
 
 #include <map>
@@ -24,6 +29,24 @@ std::map<std::string, std::string> readMachineConfig();
 
 // The value of `key`, or `fallback` when the file does not set it.
 std::string machineConfigValue(const std::string& key, const std::string& fallback);
+
+// What the machine is: its Windows version, user and languages, from the
+// keys above, read in one pass over the file. A value that is not a number
+// where one is expected reads as the default.
+struct MachineFacts {
+  int windowsMajor = 10;
+  int windowsMinor = 0;
+  int windowsBuild = 19045;
+  int servicePack = 0;
+  int productType = 1;
+  bool is64Bit = false;
+  std::string userName = "User";
+  std::string computerName = "ORNEL-PC";
+  int userLanguage = 1033;
+  int systemLanguage = 1033;
+  bool userIsAdmin = true;
+};
+MachineFacts readMachineFacts();
 
 // Sets `key` to `value`, keeping the other lines; the file is replaced in one
 // rename, so a reader never sees half of it. False when it cannot be written.

@@ -73,3 +73,34 @@ std::u16string utf8ToUtf16(std::string_view text) {
 }
 
 }  // namespace emulated
+
+namespace emulated {
+
+char16_t upperCase(char16_t u) {
+  if (u < 0x80) return (u >= u'a' && u <= u'z') ? static_cast<char16_t>(u - 0x20) : u;
+  if (u >= 0xE0 && u <= 0xFE && u != 0xF7) return static_cast<char16_t>(u - 0x20);
+  if (u == 0xFF) return 0x178;
+  // Latin Extended-A pairs capital and small letters as even and odd
+  // units, except around the dotless i and the long s, where the pairs
+  // shift to odd and even.
+  if (u >= 0x100 && u <= 0x137 && u != 0x131) return static_cast<char16_t>(u & ~1u);
+  if ((u >= 0x139 && u <= 0x148) || (u >= 0x179 && u <= 0x17E)) return (u & 1u) ? u : static_cast<char16_t>(u - 1);
+  if (u >= 0x14A && u <= 0x177) return static_cast<char16_t>(u & ~1u);
+  if (u == 0x3C2) return 0x3A3;  // the final sigma
+  if (u == 0x3AC) return 0x386;  // Greek letters with tonos
+  if (u >= 0x3AD && u <= 0x3AF) return static_cast<char16_t>(u - 0x25);
+  if (u == 0x3CC) return 0x38C;
+  if (u == 0x3CD || u == 0x3CE) return static_cast<char16_t>(u - 0x3F);
+  if (u >= 0x3B1 && u <= 0x3CB) return static_cast<char16_t>(u - 0x20);
+  if (u >= 0x430 && u <= 0x44F) return static_cast<char16_t>(u - 0x20);
+  if (u >= 0x450 && u <= 0x45F) return static_cast<char16_t>(u - 0x50);
+  return u;
+}
+
+std::u16string upperCase(std::u16string_view text) {
+  std::u16string out(text);
+  for (char16_t& unit : out) unit = upperCase(unit);
+  return out;
+}
+
+}  // namespace emulated

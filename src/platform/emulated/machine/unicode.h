@@ -15,3 +15,13 @@ std::string utf16ToUtf8(std::u16string_view text);
 std::u16string utf8ToUtf16(std::string_view text);
 
 }  // namespace emulated
+
+namespace emulated {
+
+// The upper case of a UTF-16 unit, as Windows compares names and texts
+// without regard to case: ASCII, Latin-1, Latin Extended-A, Greek and
+// Cyrillic letters; every other unit is its own upper case.
+char16_t upperCase(char16_t unit);
+std::u16string upperCase(std::u16string_view text);
+
+}  // namespace emulated

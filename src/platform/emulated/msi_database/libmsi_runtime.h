@@ -10,8 +10,11 @@ namespace emulated {
 // console of whoever runs the installer UI. The emulated machine answers
 // with Windows codes instead, so the warnings are routed away: counted, and
 // written to stderr only when INSTALLER_ORNEL_MSI_WARNINGS is set (a
-// developer's switch). Called by every function that creates a libmsi
-// object; idempotent and thread-safe.
+// developer's switch). It also registers, once, every GObject type libmsi
+// and libgsf use, since libgsf's own registration on first use is not
+// thread-safe: the first packages of a process may then be opened from any
+// number of threads at once. Called by every function that creates a libmsi
+// object, before it does; idempotent and thread-safe.
 void ensureLibmsiRuntime();
 
 // How many GLib messages were routed away so far; tests use it to show

@@ -124,6 +124,7 @@ extern "C" UINT MsiDatabaseOpenViewW(MSIHANDLE hDatabase, LPCWSTR szQuery, MSIHA
   std::shared_ptr<DatabaseObject> database = findHandleOf<DatabaseObject>(hDatabase);
   if (!database) return ERROR_INVALID_HANDLE;
   std::string sql = utf16ToUtf8(wideView(szQuery));
+  if (UINT refused = checkSql(sql)) return refused;  // before libmsi's parser sees it
   GObjectPtr<LibmsiQuery> query;
   {
     std::lock_guard<std::mutex> guard(database->lock());

@@ -13,7 +13,7 @@
 
 namespace emulated {
 
-enum class HandleKind { Database, View, Record, Summary };
+enum class HandleKind { Database, View, Record, Summary, Session };
 
 class HandleObject {
  public:

@@ -66,6 +66,9 @@ UINT copyField(LibmsiRecord* source, guint from, const Column& column, LibmsiRec
 // Prepares and runs one statement; for a SELECT, `found` tells whether it
 // gave a row.
 UINT run(LibmsiDatabase* database, const std::string& sql, LibmsiRecord* params, bool* found = nullptr) {
+  // The column names come from the package: a damaged one with a grave
+  // accent in a name would leave a quote open for libmsi's parser.
+  if (checkSql(sql) != ERROR_SUCCESS) return ERROR_FUNCTION_FAILED;
   GError* error = nullptr;
   GObjectPtr<LibmsiQuery> query(libmsi_query_new(database, sql.c_str(), &error));
   GErrorPtr prepareError(error);

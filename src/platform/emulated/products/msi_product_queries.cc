@@ -5,6 +5,7 @@
 
 #include "platform/emulated/products/installed_products.h"
 #include "platform/emulated/msi_products.h"
+#include "platform/emulated/machine/text_out.h"
 #include "platform/emulated/machine/unicode.h"
 
 namespace emulated {
@@ -31,24 +32,6 @@ std::optional<std::u16string> productProperty(const InstalledProduct& product, s
   return std::nullopt;
 }
 
-// The sizing contract of Windows Installer's string getters: the size is
-// counted in characters without the terminator; a buffer that cannot hold
-// the text and its terminator gets what fits and ERROR_MORE_DATA.
-UINT copyOut(const std::u16string& text, LPWSTR buffer, LPDWORD size) {
-  const DWORD length = static_cast<DWORD>(text.size());
-  UINT code = ERROR_SUCCESS;
-  if (buffer != nullptr) {
-    if (*size > 0) {
-      const DWORD copied = length < *size ? length : *size - 1;
-      std::memcpy(buffer, text.data(), copied * sizeof(WCHAR));
-      buffer[copied] = 0;
-    }
-    if (*size <= length) code = ERROR_MORE_DATA;
-  }
-  *size = length;
-  return code;
-}
-
 void copyTerminated(const std::u16string& text, LPWSTR buffer, size_t capacity) {
   const size_t copied = text.size() < capacity ? text.size() : capacity - 1;
   std::memcpy(buffer, text.data(), copied * sizeof(WCHAR));
@@ -70,7 +53,7 @@ extern "C" UINT MsiGetProductInfoW(LPCWSTR szProduct, LPCWSTR szAttribute, LPWST
   const auto value = productProperty(*product, szAttribute);
   if (!value) return ERROR_UNKNOWN_PROPERTY;
   if (pcchValueBuf == nullptr) return ERROR_SUCCESS;
-  return copyOut(*value, lpValueBuf, pcchValueBuf);
+  return copyTextOut(*value, lpValueBuf, pcchValueBuf);
 }
 
 extern "C" UINT MsiEnumRelatedProductsW(LPCWSTR lpUpgradeCode, DWORD dwReserved, DWORD iProductIndex,

@@ -1,0 +1,151 @@
+// An installer session: one package opened read-only, its properties, and
+// what the costing actions work out from its tables (the target path of
+// each directory, the state of each feature and component, the target path
+// of each file). MsiOpenPackageW makes one for a session handle; an
+// installation (MsiInstallProductW) makes one and runs its actions on it.
+//
+// Threads: the actions run one at a time, on the thread that drives the
+// session; the tables below change only inside an action. The properties
+// have their own mutex, so a message handler or another thread may read
+// and set them while an action runs. No lock is held while the database's
+// lock is taken, and the property mutex is never held across a call out.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/emulated/installer/package_tables.h"
+#include "platform/emulated/installer/session_facts.h"
+#include "platform/emulated/installer/system_properties.h"
+
+namespace emulated::installer {
+
+struct DirectoryRow {
+  std::u16string key;
+  std::u16string parent;      // "" for the root
+  std::u16string defaultDir;  // "target[:source]", each "name" or "short|long"
+  std::u16string targetPath;  // resolved by CostFinalize, ends with '\'
+  std::u16string sourcePath;  // resolved by CostFinalize, ends with '\'
+};
+
+struct FeatureRow {
+  std::u16string key;
+  std::u16string parent;
+  std::u16string title;
+  int display = 0;
+  int level = 0;  // after the Condition table
+  std::u16string directory;
+  int attributes = 0;
+  INSTALLSTATE installed = INSTALLSTATE_UNKNOWN;
+  INSTALLSTATE action = INSTALLSTATE_UNKNOWN;  // INSTALLSTATE_UNKNOWN: no change
+};
+
+struct ComponentRow {
+  std::u16string key;
+  std::u16string componentId;
+  std::u16string directory;
+  int attributes = 0;
+  std::u16string condition;
+  std::u16string keyPath;
+  std::vector<size_t> features;  // indexes into features(), from FeatureComponents
+  INSTALLSTATE installed = INSTALLSTATE_UNKNOWN;
+  INSTALLSTATE action = INSTALLSTATE_UNKNOWN;
+};
+
+struct FileRow {
+  std::u16string key;
+  std::u16string component;
+  std::u16string shortName;
+  std::u16string longName;
+  long long size = 0;
+  std::u16string version;
+  std::u16string language;
+  int attributes = 0;
+  int sequence = 0;
+  std::u16string targetPath;  // full path, resolved by CostFinalize
+};
+
+// The directory name a DefaultDir value gives on the target (or source)
+// side: "target[:source]", each part "name" or "short|long"; "" for ".",
+// which puts the directory in its parent.
+std::u16string defaultDirName(std::u16string_view defaultDir, bool source, bool shortNames);
+
+class Session final : public SessionFacts {
+ public:
+  // Opens the package at `windowsPath` read-only: ERROR_SUCCESS,
+  // ERROR_INSTALL_PACKAGE_OPEN_FAILED (no such file) or
+  // ERROR_INSTALL_PACKAGE_INVALID (not a package).
+  static std::shared_ptr<Session> open(std::u16string_view windowsPath, int uiLevel, UINT& code);
+  // A session over a database already open (MsiOpenPackageW's "#handle").
+  static std::shared_ptr<Session> openDatabase(std::shared_ptr<DatabaseObject> database, std::u16string path,
+                                               int uiLevel, UINT& code);
+
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  // SessionFacts.
+  std::u16string property(std::u16string_view name) const override;
+  std::u16string environment(std::u16string_view name) const override;
+  bool featureStates(std::u16string_view feature, INSTALLSTATE* installed, INSTALLSTATE* action) const override;
+  bool componentStates(std::u16string_view component, INSTALLSTATE* installed, INSTALLSTATE* action) const override;
+  std::u16string filePath(std::u16string_view fileKey, bool shortForm) const override;
+  std::u16string componentDirectory(std::u16string_view component) const override;
+
+  // An empty value removes the property, as MsiSetPropertyW documents.
+  void setProperty(std::u16string_view name, std::u16string_view value);
+  // Every property set, in name order (the log's property dump).
+  PropertyMap properties() const;
+
+  // The costing actions, each as its documented standard action does.
+  // CostFinalize runs the two before it when they have not run.
+  UINT costInitialize();
+  UINT fileCost();
+  UINT costFinalize();
+  bool costed() const { return costed_; }
+
+  const std::vector<DirectoryRow>& directories() const { return directories_; }
+  const std::vector<FeatureRow>& features() const { return features_; }
+  const std::vector<ComponentRow>& components() const { return components_; }
+  const std::vector<FileRow>& files() const { return files_; }
+  const DirectoryRow* findDirectory(std::u16string_view key) const;
+  const FeatureRow* findFeature(std::u16string_view key) const;
+  const ComponentRow* findComponent(std::u16string_view key) const;
+
+  const PackageTables& tables() const { return tables_; }
+  const std::u16string& packagePath() const { return packagePath_; }
+
+ private:
+  Session(std::shared_ptr<DatabaseObject> database, std::u16string path);
+  UINT load(int uiLevel);
+  void linkFeatureComponents();
+  UINT resolveDirectories();
+  UINT chooseFeatureStates();
+  void applyConditionTable();
+  void chooseComponentStates();
+  void resolveFiles();
+
+  PackageTables tables_;
+  const std::u16string packagePath_;
+  mutable std::mutex propertiesLock_;
+  PropertyMap properties_;
+  // Directory properties that costing itself set, with their values: a
+  // later costing tells them from a path someone else set.
+  PropertyMap costedDirectoryProperties_;
+
+  bool initialized_ = false;
+  bool filesCosted_ = false;
+  bool costed_ = false;
+  std::vector<DirectoryRow> directories_;
+  std::vector<FeatureRow> features_;
+  std::vector<ComponentRow> components_;
+  std::vector<FileRow> files_;
+  // Each table's rows by key, rebuilt with the rows.
+  using KeyIndex = std::map<std::u16string, size_t, std::less<>>;
+  KeyIndex directoryIndex_, featureIndex_, componentIndex_, fileIndex_;
+};
+
+}  // namespace emulated::installer

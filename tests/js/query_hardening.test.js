@@ -1,0 +1,77 @@
+'use strict';
+// Query texts and names that crashed or hung the add-on inside libmsi's SQL
+// parser: from script, in both call forms, they now give [] or "" and leave
+// the package usable.
+const test = require('node:test');
+const assert = require('node:assert');
+const path = require('path');
+const { buildDir } = require('./addons');
+const { runChild } = require('./child');
+
+const fixture = (name) => path.join(buildDir, 'tests', 'fixtures', `${name}.msi`);
+
+// Run in a UI process whose default package is the fixture `name`.
+function withPackage(name, body) {
+  const child = runChild(`
+    const fs = require('fs'), path = require('path');
+    const root = process.env.INSTALLER_ORNEL_MACHINE;
+    fs.mkdirSync(path.join(root, 'drive_c', 'Setup'), { recursive: true });
+    fs.writeFileSync(path.join(root, 'machine.conf'), 'hostExecutable=C:\\\\Setup\\\\setup.exe\\n');
+    fs.copyFileSync(${JSON.stringify(fixture(name))}, path.join(root, 'drive_c', 'Setup', 'brindle_installer.msi'));
+    const product = query('msi_product_info');
+    const out = {};
+    const done = () => console.log(JSON.stringify(out));
+    ${body}`, { timeout: 60000 });
+  assert.strictEqual(child.signal, null, `killed by ${child.signal}: ${child.stderr}`);
+  assert.strictEqual(child.status, 0, child.stderr);
+  return JSON.parse(child.stdout.trim().split('\n').pop());
+}
+
+// Source text, evaluated in the child: the long texts are built there.
+const HOSTILE_QUERIES = `[
+  "SELECT '",
+  'SELECT \`',
+  "SELECT \`Value\` FROM \`Property\` WHERE \`Property\` = '",
+  'SELECT -',
+  'SELECT * FROM \`Media\` WHERE \`DiskId\` = -',
+  'SELECT * FROM \`Media\` WHERE ' + Array(87000).fill('\`DiskId\` = 1').join(' AND '),
+  'SELECT * FROM \`Media\` WHERE ' + '('.repeat(100000) + '\`DiskId\` = 1' + ')'.repeat(100000),
+  "SELECT * FROM \`Property\` WHERE \`Property\` = '\\u0000'",
+  '\\u0000',
+]`;
+const QUERY_COUNT = 9;
+const HOSTILE_NAMES = ['\u0000', "'", "Product'Name", '`', '-', "' OR `Property` IS NOT NULL OR `Property` = '"];
+
+test('hostile query texts and property names give [] and "" in both call forms', () => {
+  const out = withPackage('product', `
+    const queries = ${HOSTILE_QUERIES};
+    const names = ${JSON.stringify(HOSTILE_NAMES)};
+    out.sync = queries.map((q) => product.executeQuery(q));
+    out.names = names.map((n) => product.getProperty(n));
+    out.async = [];
+    out.asyncNames = [];
+    let pending = queries.length + names.length;
+    const finish = () => {
+      if (--pending > 0) return;
+      // The package lock is free again: a plain call still answers.
+      out.after = product.getProductName();
+      done();
+    };
+    queries.forEach((q, i) => product.executeQuery(q, (rows) => { out.async[i] = rows; finish(); }));
+    names.forEach((n, i) => product.getProperty(n, (value) => { out.asyncNames[i] = value; finish(); }));`);
+  const empty = Array(QUERY_COUNT).fill([]);
+  assert.deepStrictEqual(out.sync, empty);
+  assert.deepStrictEqual(out.async, empty);
+  assert.deepStrictEqual(out.names, HOSTILE_NAMES.map(() => ''));
+  assert.deepStrictEqual(out.asyncNames, HOSTILE_NAMES.map(() => ''));
+  assert.strictEqual(out.after, 'Ornel Sample');
+});
+
+test('a quote in the parent of INSTALLDIR is a name like any other', () => {
+  const out = withPackage('install_quoted_parent', `
+    out.directory = product.getInstallDirectory();
+    out.rows = product.executeQuery("SELECT \`Directory_Parent\` FROM \`Directory\` WHERE \`Directory\` = 'INSTALLDIR'");
+    done();`);
+  assert.strictEqual(out.directory, 'C:\\Program Files\\Some Vendor\\Some App\\');
+  assert.deepStrictEqual(out.rows, [["Vendor'Dir"]]);
+});
