@@ -171,8 +171,11 @@ function makeValues(rand, seen) {
       }
       case 13: {
         const o = {};
-        for (let i = rand.int(12); i > 0; --i) o[rand.pick(KEYS)] = value(depth + 1);
-        if (rand.chance(0.2)) Object.defineProperty(o, rand.pick(KEYS), { get: throwing, enumerable: true });
+        for (let i = rand.int(12); i > 0; --i) {
+          Object.defineProperty(o, rand.pick(KEYS),
+            { value: value(depth + 1), writable: true, enumerable: true, configurable: true });
+        }
+        if (rand.chance(0.2)) Object.defineProperty(o, rand.pick(KEYS), { get: throwing, enumerable: true, configurable: true });
         return o;
       }
       case 14: return seen.length ? rand.pick(seen) : {};
@@ -209,8 +212,13 @@ function round() {
     process.stdout.write(`FAIL ${what}\n`);
     process.exit(3);
   };
+  // A random function value that ends an argument list is the callback:
+  // what it throws when called back (a class refuses a call without new)
+  // is the script's own doing.
+  const ownCallbackError = (error) => error instanceof FuzzThrow ||
+    (error instanceof TypeError && /^Class constructor \w+ cannot be invoked without 'new'$/.test(error.message));
   process.on('uncaughtException', (error) => {
-    if (error instanceof FuzzThrow) ++stats.ownThrows;  // a callback of ours threw
+    if (ownCallbackError(error)) ++stats.ownThrows;
     else fail(`uncaught ${error && error.stack}`);
   });
 
@@ -347,7 +355,7 @@ function runRound(index, seed, ms) {
       let problem = null;
       if (hung) problem = `hung: still running ${GRACE_MS / 1000} s after its time`;
       else if (signal) problem = `died of ${signal}`;
-      else if (code !== 0) problem = `exited with ${code}: ${lines.pop()}`;
+      else if (code !== 0) problem = `exited with ${code}: ${stdout.slice(Math.max(0, stdout.indexOf('FAIL'))).slice(0, 1500)}`;
       else if (GLIB_NOISE.test(stderr)) problem = 'GLib wrote to stderr';
       let stats = {};
       try {
