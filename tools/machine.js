@@ -9,6 +9,8 @@
 //        [--package-code G] [--name N] [--location PATH] [--feature NAME=local|source|absent|advertised ...]
 //   node tools/machine.js unregister PRODUCTCODE
 //   node tools/machine.js list
+//   node tools/machine.js registry set KEY [NAME [VALUE ...]] [--type TYPE]
+//   node tools/machine.js registry get KEY [NAME] | registry delete KEY [NAME]
 //   node tools/machine.js event create NAME | event set NAME
 //   node tools/machine.js condition PACKAGE.msi [--set NAME=VALUE ...] EXPRESSION [EXPRESSION ...]
 const { spawnSync } = require('child_process');

@@ -3,7 +3,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <random>
@@ -16,6 +19,7 @@
 #include "platform/emulated/machine/machine_config.h"
 #include "platform/emulated/machine/machine_paths.h"
 #include "platform/emulated/machine/unicode.h"
+#include "platform/emulated/registry/registry_store.h"
 #include "platform/windows.h"
 
 namespace {
@@ -188,6 +192,173 @@ int list() {
   return 0;
 }
 
+// The registry command: `registry set|get|delete KEY [NAME] [VALUE ...]
+// [--type TYPE]`. See the README for the forms of the values.
+namespace reg = emulated::registry;
+
+struct TypeName {
+  DWORD type;
+  const char* name;
+};
+
+constexpr TypeName kTypes[] = {
+    {REG_SZ, "REG_SZ"},       {REG_EXPAND_SZ, "REG_EXPAND_SZ"}, {REG_MULTI_SZ, "REG_MULTI_SZ"},
+    {REG_DWORD, "REG_DWORD"}, {REG_QWORD, "REG_QWORD"},         {REG_BINARY, "REG_BINARY"},
+};
+
+std::string typeName(DWORD type) {
+  for (const TypeName& entry : kTypes) {
+    if (entry.type == type) return entry.name;
+  }
+  return "type " + std::to_string(type);
+}
+
+DWORD typeFromName(const std::string& name) {
+  for (const TypeName& entry : kTypes) {
+    if (name == entry.name) return entry.type;
+  }
+  fail("unknown type " + name + " (REG_SZ, REG_EXPAND_SZ, REG_MULTI_SZ, REG_DWORD, REG_QWORD, REG_BINARY)");
+}
+
+std::string wideBytes(const std::u16string& text) {
+  return std::string(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(char16_t));
+}
+
+std::uint64_t number(const std::string& text, std::uint64_t limit) {
+  char* end = nullptr;
+  errno = 0;
+  const unsigned long long value = std::strtoull(text.c_str(), &end, 0);
+  if (text.empty() || *end != '\0' || errno != 0 || value > limit || text[0] == '-') fail("not a number in range: " + text);
+  return value;
+}
+
+// The bytes RegSetValueExW would be given for these words of the command line.
+std::string valueData(DWORD type, const std::vector<std::string>& words) {
+  if (type != REG_MULTI_SZ && words.size() != 1) fail("one value expected (several only with REG_MULTI_SZ)");
+  switch (type) {
+    case REG_MULTI_SZ: {
+      std::u16string text;
+      for (const std::string& word : words) text += utf8ToUtf16(word) + u'\0';
+      return wideBytes(text + u'\0');
+    }
+    case REG_DWORD: {
+      const auto value = static_cast<std::uint32_t>(number(words[0], 0xFFFFFFFFULL));
+      return std::string(reinterpret_cast<const char*>(&value), 4);
+    }
+    case REG_QWORD: {
+      const std::uint64_t value = number(words[0], ~0ULL);
+      return std::string(reinterpret_cast<const char*>(&value), 8);
+    }
+    case REG_BINARY: {
+      const std::string& hex = words[0];
+      if (hex.size() % 2 != 0 || hex.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) {
+        fail("REG_BINARY takes hex digits, two per byte: " + hex);
+      }
+      std::string bytes;
+      for (size_t i = 0; i < hex.size(); i += 2) bytes += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
+      return bytes;
+    }
+    default: return wideBytes(utf8ToUtf16(words[0]) + u'\0');
+  }
+}
+
+// The data as `get` prints it: strings as text (REG_MULTI_SZ one per line),
+// numbers in decimal, anything else in hex.
+std::string valueText(const reg::RegistryValue& value) {
+  const std::string& data = value.data;
+  if (value.type == REG_DWORD && data.size() == 4) return std::to_string(*reinterpret_cast<const std::uint32_t*>(data.data()));
+  if (value.type == REG_QWORD && data.size() == 8) return std::to_string(*reinterpret_cast<const std::uint64_t*>(data.data()));
+  if (value.type == REG_SZ || value.type == REG_EXPAND_SZ || value.type == REG_MULTI_SZ) {
+    std::u16string text(reinterpret_cast<const char16_t*>(data.data()), data.size() / 2);
+    while (!text.empty() && text.back() == u'\0') text.pop_back();
+    for (char16_t& c : text) {
+      if (c == u'\0') c = u'\n';
+    }
+    return utf16ToUtf8(text);
+  }
+  std::string hex;
+  char byte[3];
+  for (unsigned char c : data) {
+    std::snprintf(byte, sizeof byte, "%02x", c);
+    hex += byte;
+  }
+  return hex;
+}
+
+void deleteTree(const reg::KeyPath& key) {
+  std::vector<std::u16string> names;
+  if (reg::subkeyNames(key, &names) != ERROR_SUCCESS) return;
+  for (const std::u16string& name : names) {
+    reg::KeyPath child = key;
+    child.names.push_back(name);
+    deleteTree(child);
+  }
+  const LONG code = reg::deleteKey(key);
+  if (code != ERROR_SUCCESS) fail("cannot delete the key (error " + std::to_string(code) + ")");
+}
+
+int registry(std::vector<std::string> args) {
+  const char* usage = "usage: registry set KEY [NAME [VALUE ...]] [--type TYPE] | get KEY [NAME] | delete KEY [NAME]";
+  DWORD type = REG_SZ;
+  for (size_t i = 0; i < args.size(); ++i) {
+    if (args[i] != "--type") continue;
+    if (i + 1 >= args.size()) fail(usage);
+    type = typeFromName(args[i + 1]);
+    args.erase(args.begin() + i, args.begin() + i + 2);
+    break;
+  }
+  if (args.size() < 2) fail(usage);
+  const std::string& command = args[0];
+  const auto key = reg::parseKeyPath(utf8ToUtf16(args[1]));
+  if (!key) fail("not a registry key: " + args[1] + " (HKLM\\..., HKCU\\..., HKCR\\..., HKU\\...)");
+  const bool named = args.size() > 2;
+  const std::u16string name = named ? utf8ToUtf16(args[2]) : std::u16string();
+  if (command == "set") {
+    if (named && args.size() < 4) fail(usage);
+    // The value is read before the key is made, so a bad value changes nothing.
+    const std::string data = named ? valueData(type, {args.begin() + 3, args.end()}) : std::string();
+    std::vector<reg::KeyPath> made;
+    if (reg::createKey(*key, &made) != ERROR_SUCCESS) fail("cannot create " + args[1]);
+    if (!named) return 0;
+    const LONG code = reg::setValue(*key, {name, type, data});
+    if (code != ERROR_SUCCESS) fail("cannot set the value (error " + std::to_string(code) + ")");
+    return 0;
+  }
+  if (!reg::keyExists(*key)) fail("no such key: " + args[1]);
+  if (command == "get" && named) {
+    reg::RegistryValue value;
+    if (reg::queryValue(*key, name, &value) != ERROR_SUCCESS) fail("no such value: " + args[2]);
+    std::printf("%s\n", valueText(value).c_str());
+    return 0;
+  }
+  if (command == "get") {
+    std::vector<reg::RegistryValue> values;
+    std::vector<std::u16string> subkeys;
+    reg::keyValues(*key, &values);
+    reg::subkeyNames(*key, &subkeys);
+    for (const auto& value : values) {
+      std::string text = valueText(value);
+      for (char& c : text) {
+        if (c == '\n') c = '|';
+      }
+      std::printf("%s\t%s\t%s\n", value.name.empty() ? "(Default)" : utf16ToUtf8(value.name).c_str(),
+                  typeName(value.type).c_str(), text.c_str());
+    }
+    for (const auto& subkey : subkeys) std::printf("%s\\\n", utf16ToUtf8(subkey).c_str());
+    return 0;
+  }
+  if (command == "delete" && named) {
+    if (reg::deleteValue(*key, name) != ERROR_SUCCESS) fail("no such value: " + args[2]);
+    return 0;
+  }
+  if (command == "delete") {
+    if (key->names.empty()) fail("a root key cannot be deleted");
+    deleteTree(*key);
+    return 0;
+  }
+  fail(usage);
+}
+
 int event(const std::vector<std::string>& args) {
   if (args.size() != 2 || (args[0] != "create" && args[0] != "set")) fail("usage: event create|set NAME");
   const std::u16string name = utf8ToUtf16(args[1]);
@@ -260,6 +431,7 @@ int main(int argc, char** argv) {
     if (!emulated::writeMachineConfigValue(args[0], args[1])) fail("cannot write " + emulated::machineConfigPath());
     return 0;
   }
+  if (command == "registry") return registry(args);
   if (command == "register") return registerPackage(args);
   if (command == "unregister") {
     if (args.size() != 1) fail("usage: unregister PRODUCTCODE");

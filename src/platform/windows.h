@@ -42,6 +42,8 @@
 #include "platform/emulated/kernel32.h"
 #include "platform/emulated/msi.h"
 #include "platform/emulated/msi_products.h"
+#include "platform/emulated/msi_ui.h"
+#include "platform/emulated/advapi32.h"
 #include "platform/emulated/shell32.h"
 #include "platform/emulated/crt.h"
 #endif

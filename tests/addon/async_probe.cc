@@ -17,33 +17,12 @@
 
 namespace async_probe {
 
-using node_interop::helpers::bindMethod;
 using node_interop::helpers::HostCallReceiver;
 using node_interop::helpers::LoopKeepAlive;
 using node_interop::helpers::ObjectHolder;
 using node_interop::helpers::ScriptHost;
 using node_interop::helpers::ThreadPool;
 using platform::wstring;
-
-// The record that "progressChanged" carries in these tests.
-struct Step {
-  wstring label;
-  std::uint32_t amount = 0;
-};
-
-}  // namespace async_probe
-
-namespace node_interop::helpers {
-
-template <>
-struct RecordFields<async_probe::Step> {
-  static constexpr auto fields =
-      std::make_tuple(field("label", &async_probe::Step::label), field("amount", &async_probe::Step::amount));
-};
-
-}  // namespace node_interop::helpers
-
-namespace async_probe {
 
 // Asynchronous calls of wait() block their pool threads until script opens
 // the gate for them.
@@ -79,12 +58,9 @@ class Gates {
   }
 
   static void bindMethods(ObjectHolder& holder) {
-    bindMethod(holder, "wait", &Gates::wait);
-    bindMethod(holder, "open", &Gates::open);
-    bindMethod(holder, "started", &Gates::started);
-    bindMethod(holder, "poolExceptions", &Gates::poolExceptions);
-    bindMethod(holder, "poolRecords", &Gates::poolRecords);
-    bindMethod(holder, "keptCalls", &Gates::keptCalls);
+    async_probe::bindMethods(holder, "wait", &Gates::wait, "open", &Gates::open, "started", &Gates::started,
+                             "poolExceptions", &Gates::poolExceptions, "poolRecords", &Gates::poolRecords,
+                             "keptCalls", &Gates::keptCalls);
   }
 
  private:
@@ -142,7 +118,7 @@ class HostCalls {
     std::thread([run, count] {
       for (std::uint32_t i = 0; i < count; ++i) {
         std::string label = "step " + std::to_string(i);
-        callCounting(*run, "progressChanged", Step{wstring(label.begin(), label.end()), i});
+        callCounting(*run, "progressChanged", Level{wstring(label.begin(), label.end()), i});
       }
       run->finishThread();
     }).detach();
@@ -168,10 +144,8 @@ class HostCalls {
   }
 
   static void bindMethods(ObjectHolder& holder) {
-    bindMethod(holder, "start", &HostCalls::start);
-    bindMethod(holder, "startSteps", &HostCalls::startSteps);
-    bindMethod(holder, "callOnce", &HostCalls::callOnce);
-    bindMethod(holder, "failWakeUps", &HostCalls::failWakeUps);
+    async_probe::bindMethods(holder, "start", &HostCalls::start, "startSteps", &HostCalls::startSteps, "callOnce",
+                             &HostCalls::callOnce, "failWakeUps", &HostCalls::failWakeUps);
   }
 
  private:

@@ -18,10 +18,7 @@ namespace shapes {
 
 using platform::wstring;
 
-struct Level {
-  wstring label;
-  std::uint32_t amount = 0;
-};
+using async_probe::Level;
 
 struct Sample {
   wstring name;
@@ -34,12 +31,6 @@ struct Sample {
 }  // namespace shapes
 
 namespace node_interop::helpers {
-
-template <>
-struct RecordFields<shapes::Level> {
-  static constexpr auto fields =
-      std::make_tuple(field("label", &shapes::Level::label), field("amount", &shapes::Level::amount));
-};
 
 template <>
 struct RecordFields<shapes::Sample> {
@@ -159,30 +150,15 @@ class Shapes {
   }
 
   static void bindMethods(ObjectHolder& holder) {
-    bindMethod(holder, "yes", &Shapes::yes);
-    bindMethod(holder, "minusOne", &Shapes::minusOne);
-    bindMethod(holder, "bigUnsigned", &Shapes::bigUnsigned);
-    bindMethod(holder, "text", &Shapes::text);
-    bindMethod(holder, "names", &Shapes::names);
-    bindMethod(holder, "rows", &Shapes::rows);
-    bindMethod(holder, "fromBoolean", &Shapes::fromBoolean);
-    bindMethod(holder, "fromUnsigned", &Shapes::fromUnsigned);
-    bindMethod(holder, "fromSigned", &Shapes::fromSigned);
-    bindMethod(holder, "echo", &Shapes::echo);
-    bindMethod(holder, "split", &Shapes::split);
-    bindMethod(holder, "threeSamples", &Shapes::threeSamples);
-    bindMethod(holder, "touch", &Shapes::touch);
-    bindMethod(holder, "setText", &Shapes::setText);
-    bindMethod(holder, "setNumber", &Shapes::setNumber);
-    bindMethod(holder, "setFlag", &Shapes::setFlag);
-    bindMethod(holder, "textAndNumber", &Shapes::textAndNumber);
-    bindMethod(holder, "flagAndLevel", &Shapes::flagAndLevel);
-    bindMethod(holder, "fail", &Shapes::fail);
-    bindMethod(holder, "failLogic", &Shapes::failLogic);
-    bindMethod(holder, "failCheck", &Shapes::failCheck);
-    bindMethod(holder, "failLength", &Shapes::failLength);
-    bindMethod(holder, "failAllocation", &Shapes::failAllocation);
-    bindMethod(holder, "sleep", &Shapes::sleep);
+    async_probe::bindMethods(
+        holder, "yes", &Shapes::yes, "minusOne", &Shapes::minusOne, "bigUnsigned", &Shapes::bigUnsigned, "text",
+        &Shapes::text, "names", &Shapes::names, "rows", &Shapes::rows, "fromBoolean", &Shapes::fromBoolean,
+        "fromUnsigned", &Shapes::fromUnsigned, "fromSigned", &Shapes::fromSigned, "echo", &Shapes::echo, "split",
+        &Shapes::split, "threeSamples", &Shapes::threeSamples, "touch", &Shapes::touch, "setText", &Shapes::setText,
+        "setNumber", &Shapes::setNumber, "setFlag", &Shapes::setFlag, "textAndNumber", &Shapes::textAndNumber,
+        "flagAndLevel", &Shapes::flagAndLevel, "fail", &Shapes::fail, "failLogic", &Shapes::failLogic, "failCheck",
+        &Shapes::failCheck, "failLength", &Shapes::failLength, "failAllocation", &Shapes::failAllocation, "sleep",
+        &Shapes::sleep);
   }
 };
 

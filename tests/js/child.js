@@ -27,4 +27,11 @@ function traceFiles(dir) {
   return fs.readdirSync(dir).filter((name) => /^tolv_installer_\d\d\.\d\d_\d\d\.\d\d\.INST\.log$/.test(name));
 }
 
-module.exports = { runChild, traceFiles };
+// Runs the scenario tool (tools/machine.js) on the machine at `root`.
+const TOOL = path.join(root, 'tools', 'machine.js');
+function machineTool(machineRoot, ...args) {
+  const result = spawnSync(process.execPath, [TOOL, '--root', machineRoot, ...args], { encoding: 'utf8' });
+  return { status: result.status, out: result.stdout.replace(/\n$/, ''), err: result.stderr.trim() };
+}
+
+module.exports = { runChild, traceFiles, machineTool, TOOL };

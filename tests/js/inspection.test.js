@@ -6,10 +6,11 @@ const assert = require('node:assert');
 const fs = require('fs');
 const path = require('path');
 const { buildDir } = require('./addons');
-const { runChild, traceFiles } = require('./child');
+const { runChild, traceFiles, TOOL } = require('./child');
 
 const fixture = (name) => path.join(buildDir, 'tests', 'fixtures', `${name}.msi`);
 const PACKAGE = 'brindle_installer.msi';
+const OTHER = '{00000000-1111-2222-3333-444444444444}';
 
 // Runs `body` in a fresh UI process whose host executable is C:\Setup\setup.exe.
 function ui(body, { setup = () => {}, hostExecutable = 'C:\\Setup\\setup.exe' } = {}) {
@@ -97,23 +98,31 @@ test('without the package-ready event the package is opened at once, and the tra
 });
 
 test('with the package-ready event the first call waits until the bootstrapper sets it', () => {
-  const tool = path.join(__dirname, '..', '..', 'tools', 'machine.js');
   const event = 'Global\\Event_TOLV_7A3C52E0-91B4-4D6F-A2C8-3E5F60B1D947';
   const out = result(ui(`
     const { execFileSync, spawn } = require('child_process');
-    execFileSync(process.execPath, [${JSON.stringify(tool)}, 'event', 'create', ${JSON.stringify(event)}]);
+    execFileSync(process.execPath, [${JSON.stringify(TOOL)}, 'event', 'create', ${JSON.stringify(event)}]);
     // The "bootstrapper": sets the event 300 ms from now, in another process.
     spawn(process.execPath, ['-e', 'setTimeout(() => require("child_process").execFileSync(process.execPath, ' +
-      JSON.stringify([${JSON.stringify(tool)}, 'event', 'set', ${JSON.stringify(event)}]) + '), 300)'], { stdio: 'ignore' });
+      JSON.stringify([${JSON.stringify(TOOL)}, 'event', 'set', ${JSON.stringify(event)}]) + '), 300)'], { stdio: 'ignore' });
     const start = Date.now();
     out.valid = query('msi_package_info').isValid();
     out.waited = Date.now() - start >= 250;`));
   assert.deepStrictEqual(out, { valid: false, waited: true });
 });
 
+// Runs `body` in a UI whose machine has the product fixture registered once
+// for each entry of `registrations` (the tool's options), with fixture
+// `name` as the default package.
+const installed = (name, registrations, body) => result(ui(`
+  for (const options of ${JSON.stringify(registrations)}) {
+    require('child_process').execFileSync(process.execPath,
+      [${JSON.stringify(TOOL)}, 'register', ${JSON.stringify(fixture('product'))}, ...options]);
+  }
+  fs.copyFileSync(${JSON.stringify(fixture(name))}, path.join(root, 'drive_c', 'Setup', '${PACKAGE}'));
+  ${body}`));
+
 test('the setup type follows what the machine has installed', () => {
-  const tool = path.join(__dirname, '..', '..', 'tools', 'machine.js');
-  const OTHER = '{00000000-1111-2222-3333-444444444444}';
   const scenarios = [
     ['no_upgrade', [], 0],
     ['product', [], 1],
@@ -123,40 +132,26 @@ test('the setup type follows what the machine has installed', () => {
     ['product', [['--package-code', '{99999999-1111-2222-3333-444444444444}']], 2],
   ];
   for (const [name, registrations, expected] of scenarios) {
-    const out = result(ui(`
-      const { execFileSync } = require('child_process');
-      for (const options of ${JSON.stringify(registrations)}) {
-        execFileSync(process.execPath, [${JSON.stringify(tool)}, 'register', ${JSON.stringify(fixture('product'))}, ...options]);
-      }
-      fs.copyFileSync(${JSON.stringify(fixture(name))}, path.join(root, 'drive_c', 'Setup', '${PACKAGE}'));
-      out.type = query('msi_product_info').getSetupType();`));
+    const out = installed(name, registrations, `out.type = query('msi_product_info').getSetupType();`);
     assert.strictEqual(out.type, expected, `${name} with ${JSON.stringify(registrations)}`);
   }
 });
 
 test('an installed related product is classified by the upgrade rule that finds it', () => {
-  const tool = path.join(__dirname, '..', '..', 'tools', 'machine.js');
-  const OTHER = '{00000000-1111-2222-3333-444444444444}';
-  const conflict = (name, registrations) => result(ui(`
-    const { execFileSync } = require('child_process');
-    for (const options of ${JSON.stringify(registrations)}) {
-      execFileSync(process.execPath, [${JSON.stringify(tool)}, 'register', ${JSON.stringify(fixture('product'))}, ...options]);
-    }
-    fs.copyFileSync(${JSON.stringify(fixture(name))}, path.join(root, 'drive_c', 'Setup', '${PACKAGE}'));
+  const conflict = (name, registrations) => installed(name, registrations, `
     const box = {};
     out.found = query('msi_product_info').getConflictedProductInfo(box);
-    out.info = JSON.parse(JSON.stringify(box.value));`));
+    out.info = JSON.parse(JSON.stringify(box.value));`);
   const beta = ['--product-code', OTHER, '--version', '1.1.0', '--name', 'Sample Beta'];
-  assert.deepStrictEqual(conflict('conflict_beta', [beta]), { found: true, info: {
-    productName: 'Sample Beta', productCode: OTHER, isBeta: true, isTolv: true, isTheSame: false, isDowngrade: false } });
-  assert.deepStrictEqual(conflict('conflict_family', [beta]).info,
-    { productName: 'Sample Beta', productCode: OTHER, isBeta: false, isTolv: true, isTheSame: false, isDowngrade: false });
+  const info = (productName, isBeta, isTolv) =>
+    ({ productName, productCode: OTHER, isBeta, isTolv, isTheSame: false, isDowngrade: false });
+  assert.deepStrictEqual(conflict('conflict_beta', [beta]), { found: true, info: info('Sample Beta', true, true) });
+  assert.deepStrictEqual(conflict('conflict_family', [beta]).info, info('Sample Beta', false, true));
   assert.deepStrictEqual(conflict('conflict_neither', [['--product-code', OTHER, '--version', '2.0.0']]).info,
-    { productName: 'Ornel Sample', productCode: OTHER, isBeta: false, isTolv: false, isTheSame: false, isDowngrade: false });
+    info('Ornel Sample', false, false));
   // 10.0.0 against 9.0.0 compares as text: "1" sorts before "9", a downgrade.
   assert.strictEqual(conflict('version_ten', [['--product-code', OTHER, '--version', '9.0.0']]).info.isDowngrade, true);
-  const same = conflict('product', [[]]);
-  assert.strictEqual(same.info.isTheSame, true);
+  assert.strictEqual(conflict('product', [[]]).info.isTheSame, true);
   const none = conflict('product', []);
   assert.strictEqual(none.found, false);
   assert.strictEqual(none.info.productCode, '', 'the empty object receives the default record');
@@ -170,7 +165,6 @@ test('the feature tree fills the array in place, holes included', () => {
     out.length = features.length;
     out.holes = [3, 4].map((i) => i in features);
     out.features = JSON.parse(JSON.stringify(features.slice(0, 3)));
-    const bad = [];
     out.badArray = attempt(() => query('msi_product_info').getProductFeatures({}));`));
   assert.strictEqual(out.code, 0);
   assert.strictEqual(out.length, 5);

@@ -3,19 +3,13 @@
 // on a configured machine after costing.
 const test = require('node:test');
 const assert = require('node:assert');
-const { spawnSync } = require('child_process');
 const fs = require('fs');
 const os = require('os');
 const path = require('path');
 const { buildDir } = require('./addons');
+const { machineTool: machine } = require('./child');
 
-const tool = path.join(__dirname, '..', '..', 'tools', 'machine.js');
 const fixture = path.join(buildDir, 'tests', 'fixtures', 'session.msi');
-
-function machine(root, ...args) {
-  const result = spawnSync(process.execPath, [tool, '--root', root, ...args], { encoding: 'utf8' });
-  return { status: result.status, out: result.stdout.trim().split('\n'), err: result.stderr.trim() };
-}
 
 test('conditions over the machine, the properties set and the resolved directories', () => {
   const root = fs.mkdtempSync(path.join(os.tmpdir(), 'ornel-condition-'));
@@ -23,10 +17,10 @@ test('conditions over the machine, the properties set and the resolved directori
     'DocsDir = "C:\\Program Files\\Some Vendor\\Some App\\Documentation\\"'];
   const plain = machine(root, 'condition', fixture, '--set', 'INSTALLLEVEL=3', ...expressions);
   assert.strictEqual(plain.status, 0, plain.err);
-  assert.deepStrictEqual(plain.out, ['true', 'false', 'none', 'true', 'true']);
+  assert.deepStrictEqual(plain.out.split('\n'), ['true', 'false', 'none', 'true', 'true']);
 
   assert.strictEqual(machine(root, 'config', 'windows64Bit', '1').status, 0);
-  assert.deepStrictEqual(machine(root, 'condition', fixture, 'VersionNT64').out, ['true']);
+  assert.deepStrictEqual(machine(root, 'condition', fixture, 'VersionNT64').out, 'true');
 
   const missing = machine(root, 'condition', path.join(root, 'none.msi'), 'Installed');
   assert.deepStrictEqual([missing.status, missing.err], [1, `machine: cannot open package ${path.join(root, 'none.msi')} (error 1619)`]);

@@ -2,19 +2,13 @@
 // The scenario tool, as a script author sets up a machine with it.
 const test = require('node:test');
 const assert = require('node:assert');
-const { spawnSync } = require('child_process');
 const fs = require('fs');
 const os = require('os');
 const path = require('path');
 const { buildDir } = require('./addons');
+const { machineTool: machine } = require('./child');
 
-const tool = path.join(__dirname, '..', '..', 'tools', 'machine.js');
 const fixture = path.join(buildDir, 'tests', 'fixtures', 'product.msi');
-
-function machine(root, ...args) {
-  const result = spawnSync(process.execPath, [tool, '--root', root, ...args], { encoding: 'utf8' });
-  return { status: result.status, out: result.stdout.trim(), err: result.stderr.trim() };
-}
 
 test('a package registered as installed, listed, and removed again', () => {
   const root = fs.mkdtempSync(path.join(os.tmpdir(), 'ornel-tool-'));

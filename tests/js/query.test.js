@@ -1,9 +1,9 @@
 'use strict';
 const test = require('node:test');
 const assert = require('node:assert');
-const { Worker } = require('node:worker_threads');
 const addons = require('./addons');
 
+// A Worker's load is refused: tests/js/worker.test.js.
 const SERVICES = ['application', 'trace_helper', 'debug_configuration', 'tracer_controller',
   'msi_product_info', 'msi_package_info', 'msi_setup_manager', 'installer_controller'];
 
@@ -16,39 +16,25 @@ test('require of the repository gives query', () => {
 
 test('every service is registered and cached', () => {
   const { query } = addons.main();
-  for (const name of SERVICES) {
-    const service = query(name);
-    assert.strictEqual(typeof service, 'object', name);
-    assert.strictEqual(query(name), service, `${name} is the same object every time`);
+  const services = SERVICES.map((name) => query(name));
+  assert.ok(services.every((service) => typeof service === 'object'));
+  SERVICES.forEach((name, i) => assert.strictEqual(query(name), services[i], `${name} is the same object every time`));
+  assert.strictEqual(new Set(services).size, SERVICES.length);
+});
+
+test('query reports each failure with its own message and unwraps a "value" box at any depth', () => {
+  const { query } = addons.main();
+  const cases = [[[], 'Failed to parse key value'], [['application', 'application'], 'Failed to parse key value'],
+    [[42], 'Failed to convert to String type'], [[null], 'Failed to convert to String type'],
+    [[undefined], 'Failed to convert to String type'], [[{ value: 42 }], 'Failed to convert to String type'],
+    [['unknown'], 'Failed to query object'], [['Application'], 'Failed to query object'],
+    [[''], 'Failed to query object'], [[{}], 'Failed to query object']];
+  for (const [args, message] of cases) {
+    assert.throws(() => query(...args), (e) => e instanceof Error && e.message === message, JSON.stringify(args));
   }
-  assert.notStrictEqual(query('application'), query('trace_helper'));
-});
-
-test('query reports each failure with its own message', () => {
-  const { query } = addons.main();
-  const fails = (args, message) => assert.throws(() => query(...args), (e) => {
-    assert.ok(e instanceof Error);
-    assert.strictEqual(e.message, message);
-    return true;
-  });
-  fails([], 'Failed to parse key value');
-  fails(['application', 'application'], 'Failed to parse key value');
-  fails([42], 'Failed to convert to String type');
-  fails([null], 'Failed to convert to String type');
-  fails([undefined], 'Failed to convert to String type');
-  fails(['unknown'], 'Failed to query object');
-  fails(['Application'], 'Failed to query object');
-  fails([''], 'Failed to query object');
-  fails([{}], 'Failed to query object');
-  fails([{ value: 42 }], 'Failed to convert to String type');
-});
-
-test('query unwraps a "value" box at any depth', () => {
-  const { query } = addons.main();
   const packageInfo = query('msi_package_info');
-  assert.strictEqual(query({ value: 'msi_package_info' }), packageInfo);
-  assert.strictEqual(query({ value: { value: 'msi_package_info' } }), packageInfo);
-  assert.strictEqual(query(Object.create({ value: 'msi_package_info' })), packageInfo);
+  for (const box of [{ value: 'msi_package_info' }, { value: { value: 'msi_package_info' } },
+    Object.create({ value: 'msi_package_info' })]) assert.strictEqual(query(box), packageInfo);
 });
 
 test('a factory that throws leaves no cache entry', () => {
@@ -58,17 +44,4 @@ test('a factory that throws leaves no cache entry', () => {
   const broken = query('broken');
   assert.strictEqual(broken.attempts(), 3);
   assert.strictEqual(query('broken'), broken);
-});
-
-test('a worker thread cannot load the add-on once the main thread has', async () => {
-  addons.main();
-  const worker = new Worker(`
-    const { parentPort } = require('node:worker_threads');
-    try { require(${JSON.stringify(addons.addonPath('installer_ornel'))}); parentPort.postMessage('loaded'); }
-    catch (e) { parentPort.postMessage(e.message); }`, { eval: true });
-  const message = await new Promise((resolve, reject) => {
-    worker.once('message', resolve);
-    worker.once('error', reject);
-  });
-  assert.match(message, /Module did not self-register/);
 });

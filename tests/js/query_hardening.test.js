@@ -4,26 +4,19 @@
 // the package usable.
 const test = require('node:test');
 const assert = require('node:assert');
-const path = require('path');
-const { buildDir } = require('./addons');
-const { runChild } = require('./child');
-
-const fixture = (name) => path.join(buildDir, 'tests', 'fixtures', `${name}.msi`);
+const { spawnSync } = require('child_process');
+const { packageMachine, addonPath } = require('./package_machine');
 
 // Run in a UI process whose default package is the fixture `name`.
 function withPackage(name, body) {
-  const child = runChild(`
-    const fs = require('fs'), path = require('path');
-    const root = process.env.INSTALLER_ORNEL_MACHINE;
-    fs.mkdirSync(path.join(root, 'drive_c', 'Setup'), { recursive: true });
-    fs.writeFileSync(path.join(root, 'machine.conf'), 'hostExecutable=C:\\\\Setup\\\\setup.exe\\n');
-    fs.copyFileSync(${JSON.stringify(fixture(name))}, path.join(root, 'drive_c', 'Setup', 'brindle_installer.msi'));
-    const product = query('msi_product_info');
+  const ui = packageMachine(name);
+  const child = spawnSync(process.execPath, ['-e', `
+    const product = require(${JSON.stringify(addonPath)}).query('msi_product_info');
     const out = {};
     const done = () => console.log(JSON.stringify(out));
-    ${body}`, { timeout: 60000 });
-  assert.strictEqual(child.signal, null, `killed by ${child.signal}: ${child.stderr}`);
-  assert.strictEqual(child.status, 0, child.stderr);
+    ${body}`], { cwd: ui.dir, env: ui.env, encoding: 'utf8', timeout: 60000 });
+  ui.remove();
+  assert.deepStrictEqual([child.status, child.signal], [0, null], child.stderr);
   return JSON.parse(child.stdout.trim().split('\n').pop());
 }
 

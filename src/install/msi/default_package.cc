@@ -35,19 +35,33 @@ platform::wstring hostExecutablePath() {
   return {};
 }
 
-std::mutex directoryLock;
-platform::wstring directoryCache;  // guarded by directoryLock
+/*
+ * The process-wide state of the default package. Asynchronous calls use it
+ * on pool threads, which may still run (or wait for the package-ready
+ * event, or sit inside Windows Installer) while exit() runs the static
+ * destructors. So it lives on the heap and is never destroyed: a task
+ * thread never finds the product information freed or its lock gone.
+ */
+struct DefaultPackage {
+  std::mutex directoryLock;
+  platform::wstring directoryCache;  // guarded by directoryLock
 
-std::atomic<bool> packageReady{false};
+  std::atomic<bool> packageReady{false};
 
-std::mutex productLock;
-std::unique_ptr<MsiProductInfoInterface> sharedProduct;  // guarded by productLock
+  std::mutex productLock;
+  std::unique_ptr<MsiProductInfoInterface> product;  // guarded by productLock
+};
+
+DefaultPackage& state() {
+  static DefaultPackage* const instance = new DefaultPackage;
+  return *instance;
+}
 
 }  // namespace
 
 const platform::wstring& defaultPackageFileName() {
-  static const platform::wstring name = WIDE_TEXT("brindle_installer.msi");
-  return name;
+  static const platform::wstring* const name = new platform::wstring(WIDE_TEXT("brindle_installer.msi"));
+  return *name;
 }
 
 platform::wstring directoryOfPath(const platform::wstring& path) {
@@ -64,8 +78,9 @@ platform::wstring directoryOfPath(const platform::wstring& path) {
 }
 
 platform::wstring packageDirectory() {
-  std::lock_guard<std::mutex> lock(directoryLock);
-  if (!directoryCache.empty()) return directoryCache;
+  DefaultPackage& package = state();
+  std::lock_guard<std::mutex> lock(package.directoryLock);
+  if (!package.directoryCache.empty()) return package.directoryCache;
   const platform::wstring path = hostExecutablePath();
   if (path.empty()) return {};
   platform::wstring directory = directoryOfPath(path);
@@ -73,11 +88,12 @@ platform::wstring packageDirectory() {
     QOR_CHECK(qor::resultFromWin32Error(GetLastError()));
     return {};
   }
-  directoryCache = directory;
-  return directoryCache;
+  package.directoryCache = directory;
+  return package.directoryCache;
 }
 
 void waitForPackageReady() {
+  std::atomic<bool>& packageReady = state().packageReady;
   if (packageReady.load()) return;
   HANDLE event = OpenEventW(SYNCHRONIZE, FALSE, kPackageReadyEvent);
   if (event != nullptr) {
@@ -92,25 +108,27 @@ void waitForPackageReady() {
 }
 
 SharedProductInfo getMsiProductInfo() {
-  std::unique_lock<std::mutex> lock(productLock);
-  if (!sharedProduct) {
+  DefaultPackage& package = state();
+  std::unique_lock<std::mutex> lock(package.productLock);
+  if (!package.product) {
     platform::wstring path = packageDirectory();
     if (!path.empty() && !isSeparator(path.back())) path += WIDE_TEXT('\\');
     path += defaultPackageFileName();
     waitForPackageReady();
     std::uint32_t error = 0;
-    sharedProduct = openMsiProductInfo(path, error);
+    package.product = openMsiProductInfo(path, error);
     if (error != 0) {
-      sharedProduct.reset();
+      package.product.reset();
       throw std::runtime_error("msiProductInfo error: " + std::to_string(error));
     }
   }
-  return SharedProductInfo(std::move(lock), *sharedProduct);
+  return SharedProductInfo(std::move(lock), *package.product);
 }
 
 void releaseMsiProductInfo() {
-  std::lock_guard<std::mutex> lock(productLock);
-  sharedProduct.reset();
+  DefaultPackage& package = state();
+  std::lock_guard<std::mutex> lock(package.productLock);
+  package.product.reset();
 }
 
 }  // namespace msi_wrapper

@@ -43,10 +43,6 @@ class Gate {
     std::lock_guard<std::mutex> lock(mutex_);
     return started_;
   }
-  int finished() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return finished_;
-  }
 
  private:
   std::mutex mutex_;

@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "../support/temp_machine.h"
+#include "../support/throws.h"
 #include "platform/emulated/products/installed_products.h"
 
 namespace {
@@ -41,16 +42,7 @@ TEST_F(InstalledInfo, AnInstalledProductAnswersFromWindowsInstaller) {
   EXPECT_EQ(info->getProductCode(), kProduct);
   EXPECT_EQ(info->getProperty(u"VersionString"), u"3.1.4");
   EXPECT_EQ(info->getProperty(u"NoSuchProperty"), u"");
-  EXPECT_THROW(
-      {
-        try {
-          info->getCabFileNames();
-        } catch (const std::logic_error& e) {
-          EXPECT_STREQ(e.what(), "Not implemented");
-          throw;
-        }
-      },
-      std::logic_error);
+  EXPECT_EQ(test_support::messageOf<std::logic_error>([&] { info->getCabFileNames(); }), "Not implemented");
 }
 
 TEST_F(InstalledInfo, AnUnknownProductIsNotInstalled) {

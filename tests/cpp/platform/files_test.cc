@@ -4,8 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <thread>
 
@@ -21,122 +19,94 @@ class Files : public test_support::TempMachineTest {
     ASSERT_EQ(::mkdir(hostPath("Logs").c_str(), 0755), 0);
   }
 
-  std::string hostFile(const std::string& relative) const { return hostPath(relative); }
-  std::string read(const std::string& relative) const { return TempMachineTest::read(hostFile(relative)); }
+  std::string read(const std::string& relative) const { return TempMachineTest::read(hostPath(relative)); }
 
   static HANDLE open(const WCHAR* name, DWORD access, DWORD share, DWORD disposition, DWORD flags = 0) {
     return CreateFileW(name, access, share, nullptr, disposition, flags, nullptr);
+  }
+  // The last error of an open that must fail; 0 if it succeeded.
+  static DWORD refusal(const WCHAR* name, DWORD access, DWORD share, DWORD disposition) {
+    HANDLE file = open(name, access, share, disposition);
+    if (file == INVALID_HANDLE_VALUE) return GetLastError();
+    CloseHandle(file);
+    return 0;
   }
   static bool write(HANDLE file, const std::string& text) {
     DWORD written = 0;
     return WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr) &&
            written == text.size();
   }
-
-  std::string root_;
 };
 
-TEST_F(Files, CreateNewCreatesOnceThenReportsTheFileExists) {
+TEST_F(Files, CreateNewCreatesOnceThenReportsTheFileExistsWithoutRegardToCase) {
   SetLastError(1234);
-  HANDLE file = open(u"C:\\Logs\\new.log", 0, FILE_SHARE_WRITE, CREATE_NEW);
+  HANDLE file = open(u"C:\\Logs\\Trace.LOG", 0, FILE_SHARE_WRITE, CREATE_NEW);
   ASSERT_NE(file, INVALID_HANDLE_VALUE);
   EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
   EXPECT_EQ(reinterpret_cast<std::uintptr_t>(file) % 4, 0u);
   EXPECT_TRUE(CloseHandle(file));
-  struct stat st;
-  EXPECT_EQ(::stat(hostFile("Logs/new.log").c_str(), &st), 0);
-
-  EXPECT_EQ(open(u"C:\\Logs\\new.log", 0, FILE_SHARE_WRITE, CREATE_NEW), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_FILE_EXISTS);
-  EXPECT_EQ(open(u"C:\\Logs", 0, FILE_SHARE_WRITE, CREATE_NEW), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_FILE_EXISTS);
+  EXPECT_TRUE(exists(hostPath("Logs/Trace.LOG")));
+  EXPECT_EQ(refusal(u"c:\\LOGS\\trace.log", GENERIC_WRITE, 0, CREATE_NEW), DWORD(ERROR_FILE_EXISTS));
 }
 
-TEST_F(Files, MissingPathsTellTheDirectoryFromTheFile) {
-  EXPECT_EQ(open(u"C:\\NoSuchDir\\a.log", GENERIC_WRITE, 0, CREATE_NEW), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
-  EXPECT_EQ(open(u"C:\\NoSuchDir\\a.log", GENERIC_READ, 0, OPEN_EXISTING), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
-  EXPECT_EQ(open(u"C:\\Logs\\none.log", GENERIC_READ, 0, OPEN_EXISTING), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
-  EXPECT_EQ(open(u"", GENERIC_READ, 0, OPEN_EXISTING), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
-  EXPECT_EQ(open(nullptr, GENERIC_READ, 0, OPEN_EXISTING), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
-  // A file where a directory is expected.
-  HANDLE file = open(u"C:\\Logs\\plain", GENERIC_WRITE, 0, CREATE_NEW);
-  ASSERT_TRUE(CloseHandle(file));
-  EXPECT_EQ(open(u"C:\\Logs\\plain\\x.log", GENERIC_WRITE, 0, CREATE_NEW), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
-}
-
-TEST_F(Files, BadNamesAndParametersAreRefused) {
-  EXPECT_EQ(open(u"C:\\Logs\\a?b.log", GENERIC_WRITE, 0, CREATE_ALWAYS), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_INVALID_NAME);
-  EXPECT_EQ(open(u"C:\\Logs\\a:b.log", GENERIC_WRITE, 0, CREATE_ALWAYS), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_INVALID_NAME);
-  EXPECT_EQ(open(u"C:\\Logs\\a.log", GENERIC_WRITE, 0, 0), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(open(u"C:\\Logs\\a.log", GENERIC_READ, 0, TRUNCATE_EXISTING), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(open(u"\\\\server\\share\\a.log", GENERIC_READ, 0, OPEN_EXISTING), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
-}
-
-TEST_F(Files, DirectoriesAreNotFiles) {
-  EXPECT_EQ(open(u"C:\\Logs", GENERIC_WRITE, 0, OPEN_ALWAYS), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
-  EXPECT_EQ(open(u"C:\\Logs", GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+// Each open that fails, with the last error Windows sets for it.
+TEST_F(Files, RefusedOpensSetTheirLastError) {
+  ASSERT_TRUE(CloseHandle(open(u"C:\\Logs\\plain", GENERIC_WRITE, 0, CREATE_NEW)));
+  const struct {
+    const WCHAR* name;
+    DWORD access, disposition;
+    DWORD error;
+  } cases[] = {
+      {u"C:\\NoSuchDir\\a.log", GENERIC_WRITE, CREATE_NEW, ERROR_PATH_NOT_FOUND},
+      {u"C:\\NoSuchDir\\a.log", GENERIC_READ, OPEN_EXISTING, ERROR_PATH_NOT_FOUND},
+      {u"C:\\Logs\\none.log", GENERIC_READ, OPEN_EXISTING, ERROR_FILE_NOT_FOUND},
+      {u"", GENERIC_READ, OPEN_EXISTING, ERROR_PATH_NOT_FOUND},
+      {nullptr, GENERIC_READ, OPEN_EXISTING, ERROR_PATH_NOT_FOUND},
+      {u"C:\\Logs\\plain\\x.log", GENERIC_WRITE, CREATE_NEW, ERROR_PATH_NOT_FOUND},  // a file as directory
+      {u"\\\\server\\share\\a.log", GENERIC_READ, OPEN_EXISTING, ERROR_PATH_NOT_FOUND},
+      {u"C:\\Logs\\a?b.log", GENERIC_WRITE, CREATE_ALWAYS, ERROR_INVALID_NAME},
+      {u"C:\\Logs\\a:b.log", GENERIC_WRITE, CREATE_ALWAYS, ERROR_INVALID_NAME},
+      {u"C:\\Logs\\a.log", GENERIC_WRITE, 0, ERROR_INVALID_PARAMETER},
+      {u"C:\\Logs\\a.log", GENERIC_READ, TRUNCATE_EXISTING, ERROR_INVALID_PARAMETER},
+      {u"C:\\Logs", 0, CREATE_NEW, ERROR_FILE_EXISTS},
+      // A directory is no file without FILE_FLAG_BACKUP_SEMANTICS.
+      {u"C:\\Logs", GENERIC_WRITE, OPEN_ALWAYS, ERROR_ACCESS_DENIED},
+      {u"C:\\Logs", GENERIC_READ, OPEN_EXISTING, ERROR_ACCESS_DENIED},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name ? std::string(c.name, c.name + std::char_traits<WCHAR>::length(c.name)) : "null");
+    EXPECT_EQ(refusal(c.name, c.access, FILE_SHARE_READ, c.disposition), c.error);
+  }
   HANDLE dir = open(u"C:\\Logs", GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS);
   ASSERT_NE(dir, INVALID_HANDLE_VALUE);
   EXPECT_TRUE(CloseHandle(dir));
-}
-
-TEST_F(Files, PermissionsAreAccessDenied) {
-  if (::geteuid() == 0) GTEST_SKIP() << "root passes every permission check";
-  ASSERT_EQ(::chmod(hostFile("Logs").c_str(), 0555), 0);
-  EXPECT_EQ(open(u"C:\\Logs\\a.log", GENERIC_WRITE, 0, CREATE_NEW), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
-  ASSERT_EQ(::chmod(hostFile("Logs").c_str(), 0755), 0);
+  if (::geteuid() == 0) return;  // root passes every permission check
+  ASSERT_EQ(::chmod(hostPath("Logs").c_str(), 0555), 0);
+  EXPECT_EQ(refusal(u"C:\\Logs\\a.log", GENERIC_WRITE, 0, CREATE_NEW), DWORD(ERROR_ACCESS_DENIED));
+  ASSERT_EQ(::chmod(hostPath("Logs").c_str(), 0755), 0);
 }
 
 TEST_F(Files, AlwaysDispositionsReportAnExistingFile) {
   HANDLE file = open(u"C:\\Logs\\a.log", GENERIC_WRITE, 0, OPEN_ALWAYS);
-  ASSERT_NE(file, INVALID_HANDLE_VALUE);
   EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
   EXPECT_TRUE(write(file, "first"));
   EXPECT_TRUE(CloseHandle(file));
-
   file = open(u"C:\\Logs\\a.log", GENERIC_WRITE, 0, OPEN_ALWAYS);
-  ASSERT_NE(file, INVALID_HANDLE_VALUE);
   EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
   EXPECT_TRUE(write(file, "F"));  // writes at the start: not an append handle
   EXPECT_TRUE(CloseHandle(file));
   EXPECT_EQ(read("Logs/a.log"), "First");
-
   file = open(u"C:\\Logs\\a.log", GENERIC_WRITE, 0, CREATE_ALWAYS);
-  ASSERT_NE(file, INVALID_HANDLE_VALUE);
   EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
   EXPECT_TRUE(CloseHandle(file));
   EXPECT_EQ(read("Logs/a.log"), "");
-}
-
-TEST_F(Files, ExistingNamesMatchWithoutCase) {
-  HANDLE file = open(u"C:\\Logs\\Trace.LOG", GENERIC_WRITE, 0, CREATE_NEW);
-  ASSERT_TRUE(write(file, "x"));
-  ASSERT_TRUE(CloseHandle(file));
-  EXPECT_EQ(open(u"c:\\LOGS\\trace.log", GENERIC_WRITE, 0, CREATE_NEW), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_FILE_EXISTS);
 }
 
 TEST_F(Files, AppendHandlesWithDenyNoneSharingInterleaveWholeWrites) {
   const DWORD denyNone = FILE_SHARE_READ | FILE_SHARE_WRITE;
   HANDLE a = open(u"C:\\Logs\\shared.log", FILE_APPEND_DATA, denyNone, OPEN_ALWAYS);
   HANDLE b = open(u"C:\\Logs\\shared.log", FILE_APPEND_DATA, denyNone, OPEN_ALWAYS);
-  ASSERT_NE(a, INVALID_HANDLE_VALUE);
-  ASSERT_NE(b, INVALID_HANDLE_VALUE);
-  EXPECT_NE(a, b);
+  ASSERT_NE(a, b);
   EXPECT_TRUE(write(a, "one\r\n"));
   EXPECT_TRUE(write(b, "two\r\n"));
   EXPECT_TRUE(write(a, "three\r\n"));
@@ -146,43 +116,32 @@ TEST_F(Files, AppendHandlesWithDenyNoneSharingInterleaveWholeWrites) {
 }
 
 TEST_F(Files, ShareModesRefuseConflictingOpens) {
-  HANDLE exclusive = open(u"C:\\Logs\\locked.log", GENERIC_WRITE, 0, CREATE_NEW);
-  ASSERT_NE(exclusive, INVALID_HANDLE_VALUE);
+  const WCHAR* name = u"C:\\Logs\\locked.log";
+  HANDLE exclusive = open(name, GENERIC_WRITE, 0, CREATE_NEW);
   ASSERT_TRUE(write(exclusive, "kept"));
-  EXPECT_EQ(open(u"C:\\Logs\\locked.log", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING),
-            INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
-  // A refused open truncates nothing.
-  EXPECT_EQ(open(u"C:\\Logs\\locked.log", GENERIC_WRITE, FILE_SHARE_WRITE, CREATE_ALWAYS), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
-  // An open that touches no data is not checked.
-  HANDLE probe = open(u"C:\\Logs\\locked.log", 0, 0, OPEN_EXISTING);
-  ASSERT_NE(probe, INVALID_HANDLE_VALUE);
-  EXPECT_TRUE(CloseHandle(probe));
+  EXPECT_EQ(refusal(name, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING),
+            DWORD(ERROR_SHARING_VIOLATION));
+  // A refused open truncates nothing; an open that touches no data is not checked.
+  EXPECT_EQ(refusal(name, GENERIC_WRITE, FILE_SHARE_WRITE, CREATE_ALWAYS), DWORD(ERROR_SHARING_VIOLATION));
+  EXPECT_EQ(refusal(name, 0, 0, OPEN_EXISTING), 0u);
   EXPECT_TRUE(CloseHandle(exclusive));
   EXPECT_EQ(read("Logs/locked.log"), "kept");
 
-  // Once closed, the file opens again; a reader that shares reading only
-  // keeps writers out but lets other readers in.
-  HANDLE reader = open(u"C:\\Logs\\locked.log", GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
+  // A reader that shares reading only keeps writers out but lets readers in.
+  HANDLE reader = open(name, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
   ASSERT_NE(reader, INVALID_HANDLE_VALUE);
-  HANDLE reader2 = open(u"C:\\Logs\\locked.log", GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
-  EXPECT_NE(reader2, INVALID_HANDLE_VALUE);
-  EXPECT_EQ(open(u"C:\\Logs\\locked.log", FILE_APPEND_DATA, FILE_SHARE_READ, OPEN_EXISTING), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
+  EXPECT_EQ(refusal(name, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING), 0u);
+  EXPECT_EQ(refusal(name, FILE_APPEND_DATA, FILE_SHARE_READ, OPEN_EXISTING), DWORD(ERROR_SHARING_VIOLATION));
   EXPECT_TRUE(CloseHandle(reader));
-  EXPECT_TRUE(CloseHandle(reader2));
 }
 
-TEST_F(Files, WriteFileChecksItsHandle) {
+TEST_F(Files, WriteFileAndCloseHandleCheckTheirHandle) {
   HANDLE file = open(u"C:\\Logs\\r.log", GENERIC_READ, FILE_SHARE_READ, CREATE_NEW);
-  ASSERT_NE(file, INVALID_HANDLE_VALUE);
   DWORD written = 99;
   EXPECT_FALSE(WriteFile(file, "x", 1, &written, nullptr));
   EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
   EXPECT_EQ(written, 0u);
   EXPECT_TRUE(CloseHandle(file));
-
   EXPECT_FALSE(WriteFile(file, "x", 1, &written, nullptr));
   EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
   EXPECT_FALSE(CloseHandle(file));

@@ -2,8 +2,6 @@
 #include "platform/emulated/products/installed_products.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <fstream>
 
@@ -35,28 +33,29 @@ class InstalledProducts : public test_support::TempMachineTest {
   }
 };
 
-TEST_F(InstalledProducts, ProductPropertiesComeFromTheStore) {
+TEST_F(InstalledProducts, ProductPropertiesComeFromTheStoreWithWindowsInstallerCodes) {
   ASSERT_TRUE(emulated::saveInstalledProduct(sample()));
-  using R = std::pair<UINT, std::u16string>;
-  EXPECT_EQ(info(kProduct, u"InstallLocation"), R(0, u"C:\\Program Files\\Sample\\"));
-  EXPECT_EQ(info(kProduct, u"InstalledProductName"), R(0, u"Sample App"));
-  EXPECT_EQ(info(kProduct, u"ProductName"), R(0, u"Sample App"));
-  EXPECT_EQ(info(kProduct, u"LocalPackage"), R(0, u"C:\\Windows\\Installer\\1a2b.msi"));
-  EXPECT_EQ(info(kProduct, u"VersionString"), R(0, u"2.5.1"));
-  EXPECT_EQ(info(kProduct, u"VersionMajor"), R(0, u"2"));
-  EXPECT_EQ(info(kProduct, u"VersionMinor"), R(0, u"5"));
-  EXPECT_EQ(info(kProduct, u"PackageCode"), R(0, u"{00000000-0000-0000-0000-000000000001}"));
-  // GUIDs match without regard to case.
-  EXPECT_EQ(info(u"{11111111-2222-3333-4444-555555555555}", u"VersionString").first, 0u);
-}
-
-TEST_F(InstalledProducts, QueriesGiveWindowsInstallerCodes) {
-  ASSERT_TRUE(emulated::saveInstalledProduct(sample()));
-  EXPECT_EQ(info(kOther, u"VersionString").first, static_cast<UINT>(ERROR_UNKNOWN_PRODUCT));
-  EXPECT_EQ(info(kProduct, u"NoSuchProperty").first, static_cast<UINT>(ERROR_UNKNOWN_PROPERTY));
-  EXPECT_EQ(info(u"{not-a-guid}", u"VersionString").first, static_cast<UINT>(ERROR_INVALID_PARAMETER));
-  EXPECT_EQ(info(u"11111111-2222-3333-4444-555555555555", u"VersionString").first,
-            static_cast<UINT>(ERROR_INVALID_PARAMETER));
+  ASSERT_TRUE(emulated::saveInstalledProduct(sample(u"{ABCDEF00-2222-3333-4444-555555555555}")));
+  const struct {
+    const char16_t *product, *property;
+    UINT code;
+    const char16_t* value;
+  } cases[] = {
+      {kProduct, u"InstallLocation", 0, u"C:\\Program Files\\Sample\\"},
+      {kProduct, u"InstalledProductName", 0, u"Sample App"},
+      {kProduct, u"ProductName", 0, u"Sample App"},
+      {kProduct, u"LocalPackage", 0, u"C:\\Windows\\Installer\\1a2b.msi"},
+      {kProduct, u"VersionString", 0, u"2.5.1"},
+      {kProduct, u"VersionMajor", 0, u"2"},
+      {kProduct, u"VersionMinor", 0, u"5"},
+      {kProduct, u"PackageCode", 0, u"{00000000-0000-0000-0000-000000000001}"},
+      {u"{abcdef00-2222-3333-4444-555555555555}", u"VersionString", 0, u"2.5.1"},  // GUIDs ignore case
+      {kOther, u"VersionString", ERROR_UNKNOWN_PRODUCT, u""},
+      {kProduct, u"NoSuchProperty", ERROR_UNKNOWN_PROPERTY, u""},
+      {u"{not-a-guid}", u"VersionString", ERROR_INVALID_PARAMETER, u""},
+      {u"11111111-2222-3333-4444-555555555555", u"VersionString", ERROR_INVALID_PARAMETER, u""},
+  };
+  for (const auto& c : cases) EXPECT_EQ(info(c.product, c.property), std::make_pair(c.code, std::u16string(c.value)));
 
   // Two-call sizing: the size first, then the text; a short buffer gets 234.
   DWORD size = 0;
@@ -116,21 +115,11 @@ TEST_F(InstalledProducts, TwoProcessesWritingAtOnceLoseNothing) {
     std::snprintf(text, sizeof text, "{%08X-2222-3333-4444-555555555555}", process * 1000 + i);
     return std::u16string(text, text + 38);
   };
-  pid_t children[2];
-  for (int p = 0; p < 2; ++p) {
-    children[p] = ::fork();
-    ASSERT_GE(children[p], 0);
-    if (children[p] == 0) {
-      bool ok = true;
-      for (int i = 0; i < kPerProcess; ++i) ok &= emulated::saveInstalledProduct(sample(code(p, i).c_str()));
-      ::_exit(ok ? 0 : 1);
-    }
-  }
-  for (pid_t child : children) {
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    EXPECT_EQ(WEXITSTATUS(status), 0);
-  }
+  ASSERT_TRUE(inProcesses(2, [&](int p) {
+    bool ok = true;
+    for (int i = 0; i < kPerProcess; ++i) ok &= emulated::saveInstalledProduct(sample(code(p, i).c_str()));
+    return ok;
+  }));
   EXPECT_EQ(emulated::installedProducts().size(), 2u * kPerProcess);
 }
 

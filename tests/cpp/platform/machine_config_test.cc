@@ -59,9 +59,11 @@ TEST_F(MachineConfig, TheProgramFilesFolderFollowsTheConfiguration) {
   ASSERT_TRUE(SHGetSpecialFolderPathW(nullptr, buffer, CSIDL_PROGRAM_FILES, FALSE));
   EXPECT_EQ(std::u16string(buffer), u"C:\\Program Files");
   ASSERT_TRUE(emulated::writeMachineConfigValue("programFilesFolder", "C:\\Programme"));
-  ASSERT_TRUE(SHGetSpecialFolderPathW(nullptr, buffer, CSIDL_PROGRAM_FILES, TRUE));
+  ASSERT_TRUE(SHGetSpecialFolderPathW(nullptr, buffer, CSIDL_PROGRAM_FILES | 0x8000, TRUE));  // CSIDL_FLAG_CREATE
   EXPECT_EQ(std::u16string(buffer), u"C:\\Programme");
-  EXPECT_TRUE(exists(hostPath("Programme")));
+  EXPECT_TRUE(exists(hostPath("Programme"))) << "created when asked to";
+  EXPECT_FALSE(SHGetSpecialFolderPathW(nullptr, buffer, 0x7f, FALSE));
+  EXPECT_FALSE(SHGetSpecialFolderPathW(nullptr, nullptr, CSIDL_PROGRAM_FILES, FALSE));
 }
 
 }  // namespace

@@ -19,47 +19,35 @@ class MachinePaths : public test_support::TempMachineTest {
   }
 };
 
-TEST_F(MachinePaths, DrivesMapLikeWine) {
-  EXPECT_EQ(emulated::toHostPath(u"C:\\Program Files\\App"), root_ + "/drive_c/Program Files/App");
-  EXPECT_EQ(emulated::toHostPath(u"c:/Logs/"), root_ + "/drive_c/Logs");
-  EXPECT_EQ(emulated::toHostPath(u"Z:\\etc\\hostname"), "/etc/hostname");
-  EXPECT_EQ(emulated::toHostPath(u"Z:\\"), "/");
-  EXPECT_EQ(emulated::toHostPath(u"\\\\?\\C:\\x"), root_ + "/drive_c/x");
-  EXPECT_EQ(emulated::toHostPath(u"C:\\a\\.\\b\\..\\c"), root_ + "/drive_c/a/c");
-  EXPECT_EQ(emulated::toHostPath(u"C:\\..\\..\\x"), root_ + "/drive_c/x");
+TEST_F(MachinePaths, DrivesMapLikeWineAndExistingNamesMatchWithoutCase) {
+  ASSERT_EQ(::mkdir((root_ + "/drive_c/Setup").c_str(), 0755), 0);
+  const std::string c = root_ + "/drive_c";
+  const struct {
+    const char16_t* windows;
+    std::string host;
+  } cases[] = {
+      {u"C:\\Program Files\\App", c + "/Program Files/App"}, {u"c:/Logs/", c + "/Logs"},
+      {u"Z:\\etc\\hostname", "/etc/hostname"},            {u"Z:\\", "/"},
+      {u"\\\\?\\C:\\x", c + "/x"},                     {u"C:\\a\\.\\b\\..\\c", c + "/a/c"},
+      {u"C:\\..\\..\\x", c + "/x"},                      {u"C:\\SETUP\\New File.txt", c + "/Setup/New File.txt"},
+      // UNC and empty paths do not map.
+      {u"", ""},                                            {u"\\\\server\\share\\f", ""},
+  };
+  for (const auto& p : cases) EXPECT_EQ(emulated::toHostPath(p.windows), p.host) << p.host;
 }
 
-TEST_F(MachinePaths, UncAndEmptyPathsDoNotMap) {
-  EXPECT_EQ(emulated::toHostPath(u""), "");
-  EXPECT_EQ(emulated::toHostPath(u"\\\\server\\share\\f"), "");
-}
-
-TEST_F(MachinePaths, RelativePathsFollowTheCurrentDirectory) {
-  char buffer[4096];
-  ASSERT_NE(::getcwd(buffer, sizeof buffer), nullptr);
-  std::string old = buffer;
+TEST_F(MachinePaths, RelativePathsFollowTheCurrentDirectoryUntilItIsGone) {
+  char old[4096];
+  ASSERT_NE(::getcwd(old, sizeof old), nullptr);
   ASSERT_EQ(::chdir(root_.c_str()), 0);
   EXPECT_EQ(emulated::toHostPath(u"drive_c\\x.txt"), root_ + "/drive_c/x.txt");
   EXPECT_EQ(emulated::toHostPath(u"..\\y"), root_.substr(0, root_.rfind('/')) + "/y");
-  ASSERT_EQ(::chdir(old.c_str()), 0);
-}
-
-TEST_F(MachinePaths, RelativePathsFailOnceTheCurrentDirectoryIsGone) {
-  char buffer[4096];
-  ASSERT_NE(::getcwd(buffer, sizeof buffer), nullptr);
-  std::string old = buffer;
-  std::string gone = root_ + "/gone";
-  ASSERT_EQ(::mkdir(gone.c_str(), 0755), 0);
-  ASSERT_EQ(::chdir(gone.c_str()), 0);
-  ASSERT_EQ(::rmdir(gone.c_str()), 0);
+  ASSERT_EQ(::mkdir("gone", 0755), 0);
+  ASSERT_EQ(::chdir("gone"), 0);
+  ASSERT_EQ(::rmdir((root_ + "/gone").c_str()), 0);
   EXPECT_EQ(emulated::toHostPath(u"trace.log"), "");
   EXPECT_EQ(emulated::toHostPath(u"C:\\trace.log"), root_ + "/drive_c/trace.log");
-  ASSERT_EQ(::chdir(old.c_str()), 0);
-}
-
-TEST_F(MachinePaths, ExistingNamesMatchWithoutCase) {
-  ASSERT_EQ(::mkdir((root_ + "/drive_c/Setup").c_str(), 0755), 0);
-  EXPECT_EQ(emulated::toHostPath(u"C:\\SETUP\\New File.txt"), root_ + "/drive_c/Setup/New File.txt");
+  ASSERT_EQ(::chdir(old), 0);
 }
 
 TEST_F(MachinePaths, HostPathsReadBackAsWindowsPaths) {

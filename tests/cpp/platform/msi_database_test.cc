@@ -45,24 +45,18 @@ TEST(MsiOpenDatabase, RefusesWhatItCannotDo) {
 }
 
 // libmsi's own direct mode deletes a file that is released without a
-// commit; the emulation's direct mode must keep it, byte for byte.
-TEST(MsiOpenDatabase, DirectModeLeavesAnUnchangedFileAlone) {
-  PackageCopy copy("product", "direct-untouched");
-  const std::string before = copy.bytes();
-  Handle database;
-  ASSERT_EQ(MsiOpenDatabaseW(copy.path.c_str(), MSIDBOPEN_DIRECT, database.out()), UINT(ERROR_SUCCESS));
-  EXPECT_EQ(propertyOf(copy.path, u"ProductName"), u"Ornel Sample");
-  EXPECT_EQ(database.close(), UINT(ERROR_SUCCESS));
-  EXPECT_EQ(copy.bytes(), before);
-}
-
+// commit; the emulation's direct mode must keep it, byte for byte, and
+// commit only when the last handle closes.
 TEST(MsiOpenDatabase, DirectModeCommitsWhenTheLastHandleCloses) {
   PackageCopy copy("product", "direct-commit");
   const std::string before = copy.bytes();
-  Handle database;
-  ASSERT_EQ(MsiOpenDatabaseW(copy.path.c_str(), MSIDBOPEN_DIRECT, database.out()), UINT(ERROR_SUCCESS));
-  Handle view;
-  ASSERT_EQ(msi_test::openView(database, kInsertRow, view), UINT(ERROR_SUCCESS));
+  Handle database = msi_test::openDatabase(copy.path, MSIDBOPEN_DIRECT);
+  EXPECT_EQ(propertyOf(copy.path, u"ProductName"), u"Ornel Sample");
+  EXPECT_EQ(database.close(), UINT(ERROR_SUCCESS));
+  EXPECT_EQ(copy.bytes(), before);
+
+  database = msi_test::openDatabase(copy.path, MSIDBOPEN_DIRECT);
+  Handle view = msi_test::executedView(database, kInsertRow);
   // The view still holds the database: closing the database handle first
   // must not write yet, nor lose the row.
   EXPECT_EQ(database.close(), UINT(ERROR_SUCCESS));
@@ -76,11 +70,9 @@ TEST(MsiOpenDatabase, DirectModeCommitsWhenTheLastHandleCloses) {
 // database open; the commit follows the row's close, on whichever thread.
 TEST(MsiOpenDatabase, ARowWithAStreamIsTheLastHandle) {
   PackageCopy copy("product", "stream-row");
-  Handle database;
-  ASSERT_EQ(MsiOpenDatabaseW(copy.path.c_str(), MSIDBOPEN_DIRECT, database.out()), UINT(ERROR_SUCCESS));
+  Handle database = msi_test::openDatabase(copy.path, MSIDBOPEN_DIRECT);
   ASSERT_EQ(runSql(database, kInsertRow), UINT(ERROR_SUCCESS));
-  Handle view;
-  ASSERT_EQ(msi_test::openView(database, u"SELECT `Name`, `Data` FROM `Binary`", view), UINT(ERROR_SUCCESS));
+  Handle view = msi_test::executedView(database, u"SELECT `Name`, `Data` FROM `Binary`");
   MSIHANDLE row = 0;
   ASSERT_EQ(MsiViewFetch(view, &row), UINT(ERROR_SUCCESS));
   EXPECT_EQ(msi_test::fieldText(row, 1), u"Blob");
@@ -95,14 +87,9 @@ TEST(MsiOpenDatabase, ARowWithAStreamIsTheLastHandle) {
 
 TEST(MsiOpenDatabase, TransactModeWritesOnlyOnCommit) {
   PackageCopy copy("product", "transact");
-  {
-    Handle database;
-    ASSERT_EQ(MsiOpenDatabaseW(copy.path.c_str(), MSIDBOPEN_TRANSACT, database.out()), UINT(ERROR_SUCCESS));
-    ASSERT_EQ(runSql(database, kInsertRow), UINT(ERROR_SUCCESS));
-  }
+  EXPECT_EQ(runSql(msi_test::openDatabase(copy.path, MSIDBOPEN_TRANSACT), kInsertRow), UINT(ERROR_SUCCESS));
   EXPECT_EQ(propertyOf(copy.path, u"ADDED"), u"<missing>");
-  Handle database;
-  ASSERT_EQ(MsiOpenDatabaseW(copy.path.c_str(), MSIDBOPEN_TRANSACT, database.out()), UINT(ERROR_SUCCESS));
+  Handle database = msi_test::openDatabase(copy.path, MSIDBOPEN_TRANSACT);
   ASSERT_EQ(runSql(database, kInsertRow), UINT(ERROR_SUCCESS));
   EXPECT_EQ(MsiDatabaseCommit(database), UINT(ERROR_SUCCESS));
   EXPECT_EQ(propertyOf(copy.path, u"ADDED"), u"yes");
@@ -115,8 +102,7 @@ TEST(MsiOpenDatabase, TransactModeWritesOnlyOnCommit) {
 TEST(MsiOpenDatabase, CreateDirectMakesANewDatabase) {
   const std::u16string path = u"C:\\Packages\\created.msi";
   {
-    Handle database;
-    ASSERT_EQ(MsiOpenDatabaseW(path.c_str(), MSIDBOPEN_CREATEDIRECT, database.out()), UINT(ERROR_SUCCESS));
+    Handle database = msi_test::openDatabase(path, MSIDBOPEN_CREATEDIRECT);
     ASSERT_EQ(runSql(database, u"CREATE TABLE `Property` (`Property` CHAR(72) NOT NULL, `Value` CHAR(0) NOT NULL "
                                u"LOCALIZABLE PRIMARY KEY `Property`)"),
               UINT(ERROR_SUCCESS));
@@ -130,18 +116,13 @@ TEST(MsiOpenDatabase, CreateDirectMakesANewDatabase) {
 TEST(MsiOpenDatabase, ReadOnlyHandlesRefuseWrites) {
   PackageCopy copy("product", "read-only");
   const std::string before = copy.bytes();
-  Handle database;
-  ASSERT_EQ(MsiOpenDatabaseW(copy.path.c_str(), MSIDBOPEN_READONLY, database.out()), UINT(ERROR_SUCCESS));
+  Handle database = msi_test::openDatabase(copy.path);
   EXPECT_EQ(runSql(database, kInsertRow), UINT(ERROR_FUNCTION_FAILED));
   EXPECT_EQ(runSql(database, u"DELETE FROM `Property` WHERE `Property` = 'ProductName'"), UINT(ERROR_FUNCTION_FAILED));
   EXPECT_EQ(runSql(database, u"UPDATE `Property` SET `Value` = 'x' WHERE `Property` = 'ProductName'"),
             UINT(ERROR_FUNCTION_FAILED));
-  Handle view;
-  ASSERT_EQ(msi_test::openView(database, u"SELECT * FROM `Property`", view), UINT(ERROR_SUCCESS));
-  Handle record(MsiCreateRecord(2));
-  MsiRecordSetStringW(record, 1, u"ADDED");
-  MsiRecordSetStringW(record, 2, u"yes");
-  EXPECT_EQ(MsiViewModify(view, MSIMODIFY_INSERT, record), UINT(ERROR_ACCESS_DENIED));
+  Handle view = msi_test::executedView(database, u"SELECT * FROM `Property`");
+  EXPECT_EQ(MsiViewModify(view, MSIMODIFY_INSERT, msi_test::textRecord({u"ADDED", u"yes"})), UINT(ERROR_ACCESS_DENIED));
   EXPECT_EQ(MsiDatabaseCommit(database), UINT(ERROR_SUCCESS));
   view.close();
   database.close();
@@ -164,26 +145,27 @@ TEST(MsiDatabaseOpenView, BadQueriesGiveBadQuerySyntax) {
   EXPECT_EQ(MsiDatabaseOpenViewW(0, u"SELECT * FROM `Property`", &view), UINT(ERROR_INVALID_HANDLE));
 }
 
-TEST(MsiCloseHandle, ZeroIsNoHandleAndEveryHandleClosesOnce) {
+TEST(MsiHandles, ZeroClosedAndWrongKindHandlesAnswerAsWindowsDoes) {
   EXPECT_EQ(MsiCloseHandle(0), UINT(ERROR_SUCCESS));
-  const MSIHANDLE record = MsiCreateRecord(1);
-  ASSERT_NE(record, MSIHANDLE(0));
-  EXPECT_EQ(MsiCloseHandle(record), UINT(ERROR_SUCCESS));
-  EXPECT_EQ(MsiCloseHandle(record), UINT(ERROR_INVALID_HANDLE));
-  EXPECT_EQ(MsiRecordGetFieldCount(record), UINT(-1));
-}
-
-TEST(MsiCloseHandle, HandlesOfTheWrongKindAreInvalid) {
-  Handle database;
-  ASSERT_EQ(MsiOpenDatabaseW(fixture("product").c_str(), MSIDBOPEN_READONLY, database.out()), UINT(ERROR_SUCCESS));
+  const MSIHANDLE closed = MsiCreateRecord(1);
+  EXPECT_EQ(MsiCloseHandle(closed), UINT(ERROR_SUCCESS));
+  EXPECT_EQ(MsiCloseHandle(closed), UINT(ERROR_INVALID_HANDLE));
+  Handle database = msi_test::openDatabase(fixture("product"));
+  Handle view = msi_test::executedView(database, u"SELECT * FROM `Property`");
   Handle record(MsiCreateRecord(1));
-  MSIHANDLE view = 0;
-  EXPECT_EQ(MsiDatabaseOpenViewW(record, u"SELECT * FROM `Property`", &view), UINT(ERROR_INVALID_HANDLE));
+  MSIHANDLE none = 0;
+  DWORD size = 0;
+  for (MSIHANDLE bad : {MSIHANDLE(0), closed, MSIHANDLE(database)}) {
+    EXPECT_EQ(MsiRecordGetFieldCount(bad), UINT(-1));
+    EXPECT_EQ(MsiRecordIsNull(bad, 1), BOOL(ERROR_INVALID_HANDLE));
+    EXPECT_EQ(MsiRecordGetInteger(bad, 1), int(MSI_NULL_INTEGER));
+    EXPECT_EQ(MsiRecordGetStringW(bad, 1, nullptr, &size), UINT(ERROR_INVALID_HANDLE));
+    EXPECT_EQ(MsiRecordSetStringW(bad, 1, u"x"), UINT(ERROR_INVALID_HANDLE));
+    EXPECT_EQ(MsiRecordSetInteger(bad, 1, 1), UINT(ERROR_INVALID_HANDLE));
+  }
+  EXPECT_EQ(MsiDatabaseOpenViewW(record, u"SELECT * FROM `Property`", &none), UINT(ERROR_INVALID_HANDLE));
   EXPECT_EQ(MsiViewExecute(database, 0), UINT(ERROR_INVALID_HANDLE));
-  EXPECT_EQ(MsiRecordGetFieldCount(database), UINT(-1));
-  Handle realView;
-  ASSERT_EQ(msi_test::openView(database, u"SELECT * FROM `Property`", realView), UINT(ERROR_SUCCESS));
-  EXPECT_EQ(MsiViewExecute(realView, database), UINT(ERROR_INVALID_HANDLE));
+  EXPECT_EQ(MsiViewExecute(view, database), UINT(ERROR_INVALID_HANDLE));
 }
 
 }  // namespace

@@ -53,13 +53,6 @@ TEST(MsiRecordGetString, NullEmptyAndAbsentFieldsReadAsEmpty) {
   }
 }
 
-TEST(MsiRecordGetString, IntegersReadAsText) {
-  Handle record(MsiCreateRecord(1));
-  MsiRecordSetInteger(record, 1, -2147483647);
-  EXPECT_EQ(fieldText(record, 1), u"-2147483647");
-  EXPECT_FALSE(MsiRecordIsNull(record, 1));
-}
-
 // libmsi warns when asked for the integer of a null field, and stores
 // MSI_NULL_INTEGER as a number. Windows does neither.
 TEST(MsiRecordInteger, NullIntegerIsANullField) {
@@ -75,6 +68,8 @@ TEST(MsiRecordInteger, NullIntegerIsANullField) {
   EXPECT_TRUE(MsiRecordIsNull(record, 1));
   EXPECT_EQ(fieldText(record, 1), u"");
 
+  MsiRecordSetInteger(record, 1, -2147483647);
+  EXPECT_EQ(fieldText(record, 1), u"-2147483647");
   MsiRecordSetStringW(record, 2, u"-42");
   EXPECT_EQ(MsiRecordGetInteger(record, 2), -42);
   MsiRecordSetStringW(record, 2, u"4x2");
@@ -97,25 +92,11 @@ TEST(MsiRecord, FieldCountAndBounds) {
   EXPECT_EQ(MsiRecordGetFieldCount(largest), UINT(65534));
 }
 
-TEST(MsiRecord, InvalidHandlesAnswerAsWindowsDoes) {
-  EXPECT_EQ(MsiRecordGetFieldCount(0), UINT(-1));
-  EXPECT_EQ(MsiRecordIsNull(0, 1), BOOL(ERROR_INVALID_HANDLE));
-  EXPECT_EQ(MsiRecordGetInteger(0, 1), int(MSI_NULL_INTEGER));
-  DWORD size = 0;
-  EXPECT_EQ(MsiRecordGetStringW(0, 1, nullptr, &size), UINT(ERROR_INVALID_HANDLE));
-  EXPECT_EQ(MsiRecordSetStringW(0, 1, u"x"), UINT(ERROR_INVALID_HANDLE));
-  EXPECT_EQ(MsiRecordSetInteger(0, 1, 1), UINT(ERROR_INVALID_HANDLE));
-}
-
 TEST(MsiRecord, FetchedRowsKeepTheirTypes) {
-  Handle database;
-  ASSERT_EQ(MsiOpenDatabaseW(fixture("product").c_str(), MSIDBOPEN_READONLY, database.out()), UINT(ERROR_SUCCESS));
-  Handle view;
-  ASSERT_EQ(msi_test::openView(database, u"SELECT `Name`, `Text`, `Number` FROM `Fields`", view), UINT(ERROR_SUCCESS));
+  Handle database = msi_test::openDatabase(fixture("product"));
+  Handle view = msi_test::executedView(database, u"SELECT `Name`, `Text`, `Number` FROM `Fields`");
   std::set<std::u16string> rows;
-  for (;;) {
-    Handle row;
-    if (MsiViewFetch(view, row.out()) != ERROR_SUCCESS) break;
+  while (Handle row = msi_test::nextRow(view)) {
     rows.insert(fieldText(row, 1) + u"|" + fieldText(row, 2) + u"|" + fieldText(row, 3) + u"|" +
                 (MsiRecordIsNull(row, 2) ? u"null" : u"set") + u"|" +
                 (MsiRecordGetInteger(row, 3) == int(MSI_NULL_INTEGER) ? u"nullint" : u"int"));
@@ -127,12 +108,9 @@ TEST(MsiRecord, FetchedRowsKeepTheirTypes) {
 // A binary column reads as a stream, which has no text: Windows answers
 // 1804 where libmsi answers a null string.
 TEST(MsiRecord, StreamFieldsHaveNoText) {
-  Handle database;
-  ASSERT_EQ(MsiOpenDatabaseW(fixture("product").c_str(), MSIDBOPEN_READONLY, database.out()), UINT(ERROR_SUCCESS));
-  Handle view;
-  ASSERT_EQ(msi_test::openView(database, u"SELECT `Name`, `Data` FROM `Binary`", view), UINT(ERROR_SUCCESS));
-  Handle row;
-  ASSERT_EQ(MsiViewFetch(view, row.out()), UINT(ERROR_SUCCESS));
+  Handle database = msi_test::openDatabase(fixture("product"));
+  Handle view = msi_test::executedView(database, u"SELECT `Name`, `Data` FROM `Binary`");
+  Handle row = msi_test::nextRow(view);
   EXPECT_EQ(fieldText(row, 1), u"Blob");
   EXPECT_FALSE(MsiRecordIsNull(row, 2));
   DWORD size = 0;

@@ -1,8 +1,7 @@
-// The process-wide side of the emulated installer: GLib's messages, threads
-// and the shell folder that install directories start from.
+// The process-wide side of the emulated installer: GLib's messages and
+// threads.
 #include <gtest/gtest.h>
 #include <libmsi.h>
-#include <sys/stat.h>
 
 #include <thread>
 #include <vector>
@@ -33,8 +32,7 @@ TEST(LibmsiRuntime, GLibWarningsNeverReachTheConsole) {
 // One database handle shared by threads, each with its own views: the
 // database's lock keeps libmsi's table caches consistent.
 TEST(LibmsiRuntime, ThreadsShareADatabaseHandle) {
-  Handle database;
-  ASSERT_EQ(MsiOpenDatabaseW(fixture("product").c_str(), MSIDBOPEN_READONLY, database.out()), UINT(ERROR_SUCCESS));
+  Handle database = msi_test::openDatabase(fixture("product"));
   const MSIHANDLE shared = database;
   std::vector<std::thread> threads;
   std::vector<int> failures(4, 0);
@@ -56,17 +54,6 @@ TEST(LibmsiRuntime, ThreadsShareADatabaseHandle) {
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(failures, std::vector<int>(4, 0));
-}
-
-TEST(ShellFolders, ProgramFilesOfTheMachine) {
-  WCHAR path[MAX_PATH] = {0};
-  ASSERT_TRUE(SHGetSpecialFolderPathW(nullptr, path, CSIDL_PROGRAM_FILES, FALSE));
-  EXPECT_EQ(std::u16string(path), u"C:\\Program Files");
-  ASSERT_TRUE(SHGetSpecialFolderPathW(nullptr, path, CSIDL_PROGRAM_FILES | 0x8000, TRUE));
-  struct stat info;
-  EXPECT_EQ(::stat((test_packages::TestMachine::get().root() + "/drive_c/Program Files").c_str(), &info), 0);
-  EXPECT_FALSE(SHGetSpecialFolderPathW(nullptr, path, 0x7f, FALSE));
-  EXPECT_FALSE(SHGetSpecialFolderPathW(nullptr, nullptr, CSIDL_PROGRAM_FILES, FALSE));
 }
 
 }  // namespace

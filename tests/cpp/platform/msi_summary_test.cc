@@ -13,10 +13,9 @@ const std::u16string kPackageCode = u"{3C8E5A1F-6B2D-4E7A-9F10-2A4B6C8D0E1F}";
 class Summary : public ::testing::Test {
  protected:
   void SetUp() override {
-    ASSERT_EQ(MsiOpenDatabaseW(fixture("product").c_str(), MSIDBOPEN_READONLY, database.out()), UINT(ERROR_SUCCESS));
     ASSERT_EQ(MsiGetSummaryInformationW(database, nullptr, 0, summary.out()), UINT(ERROR_SUCCESS));
   }
-  Handle database;
+  Handle database = msi_test::openDatabase(fixture("product"));
   Handle summary;
 };
 

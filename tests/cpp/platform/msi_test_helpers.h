@@ -1,7 +1,11 @@
 // Small helpers over the emulated Windows Installer functions.
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <initializer_list>
 #include <string>
+#include <utility>
 
 #include "../support/test_packages.h"
 #include "platform/windows.h"
@@ -15,6 +19,11 @@ struct Handle {
   explicit Handle(MSIHANDLE h) : value(h) {}
   ~Handle() {
     if (value != 0) MsiCloseHandle(value);
+  }
+  Handle(Handle&& other) noexcept : value(std::exchange(other.value, 0)) {}
+  Handle& operator=(Handle&& other) noexcept {
+    std::swap(value, other.value);
+    return *this;
   }
   Handle(const Handle&) = delete;
   Handle& operator=(const Handle&) = delete;
@@ -36,6 +45,35 @@ inline UINT openView(MSIHANDLE database, const std::u16string& sql, Handle& view
 inline UINT runSql(MSIHANDLE database, const std::u16string& sql) {
   Handle view;
   return openView(database, sql, view);
+}
+
+// A database opened in `mode`, checked to open.
+inline Handle openDatabase(const std::u16string& path, LPCWSTR mode = MSIDBOPEN_READONLY) {
+  Handle database;
+  EXPECT_EQ(MsiOpenDatabaseW(path.c_str(), mode, database.out()), UINT(ERROR_SUCCESS));
+  return database;
+}
+
+// An executed view, checked to open and execute.
+inline Handle executedView(MSIHANDLE database, const std::u16string& sql) {
+  Handle view;
+  EXPECT_EQ(openView(database, sql, view), UINT(ERROR_SUCCESS)) << std::string(sql.begin(), sql.end());
+  return view;
+}
+
+// The next row of a view; no handle at the end.
+inline Handle nextRow(MSIHANDLE view) {
+  Handle row;
+  MsiViewFetch(view, row.out());
+  return row;
+}
+
+// A record of the given text fields.
+inline Handle textRecord(std::initializer_list<const char16_t*> fields) {
+  Handle record(MsiCreateRecord(UINT(fields.size())));
+  UINT field = 1;
+  for (const char16_t* text : fields) MsiRecordSetStringW(record, field++, text);
+  return record;
 }
 
 // Field `field` of a record as text, or "<code N>".

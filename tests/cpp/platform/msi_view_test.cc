@@ -6,140 +6,90 @@
 
 namespace {
 
+using msi_test::executedView;
 using msi_test::fieldText;
 using msi_test::Handle;
+using msi_test::nextRow;
 using msi_test::propertyOf;
 using msi_test::runSql;
+using msi_test::textRecord;
 using test_packages::fixture;
 using test_packages::PackageCopy;
 
-class ReadOnlyPackage : public ::testing::Test {
- protected:
-  void SetUp() override {
-    ASSERT_EQ(MsiOpenDatabaseW(fixture("product").c_str(), MSIDBOPEN_READONLY, database.out()), UINT(ERROR_SUCCESS));
-  }
-  Handle database;
-};
-
-TEST_F(ReadOnlyPackage, FetchNeedsAnExecuteFirst) {
+TEST(MsiViewFetch, NeedsAnExecuteFirstAndEndsWithNoMoreItemsEveryTime) {
+  Handle database = msi_test::openDatabase(fixture("product"));
   Handle view;
-  ASSERT_EQ(MsiDatabaseOpenViewW(database, u"SELECT `Property` FROM `Property`", view.out()), UINT(ERROR_SUCCESS));
-  MSIHANDLE record = 0;
-  // libmsi itself hands out rows here.
-  EXPECT_EQ(MsiViewFetch(view, &record), UINT(ERROR_FUNCTION_FAILED));
-  EXPECT_EQ(record, MSIHANDLE(0));
-  ASSERT_EQ(MsiViewExecute(view, 0), UINT(ERROR_SUCCESS));
-  Handle row;
-  EXPECT_EQ(MsiViewFetch(view, row.out()), UINT(ERROR_SUCCESS));
-  EXPECT_EQ(MsiViewClose(view), UINT(ERROR_SUCCESS));
-  EXPECT_EQ(MsiViewFetch(view, &record), UINT(ERROR_FUNCTION_FAILED));
-  EXPECT_EQ(MsiViewFetch(view, nullptr), UINT(ERROR_INVALID_PARAMETER));
-}
-
-TEST_F(ReadOnlyPackage, TheEndOfTheRowsIsNoMoreItemsEveryTime) {
-  Handle view;
-  ASSERT_EQ(msi_test::openView(database, u"SELECT `Cabinet` FROM `Media` ORDER BY `DiskId`", view),
+  ASSERT_EQ(MsiDatabaseOpenViewW(database, u"SELECT `Cabinet` FROM `Media` ORDER BY `DiskId`", view.out()),
             UINT(ERROR_SUCCESS));
-  std::u16string cabinets;
-  for (;;) {
-    Handle row;
-    const UINT code = MsiViewFetch(view, row.out());
-    if (code != ERROR_SUCCESS) {
-      EXPECT_EQ(code, UINT(ERROR_NO_MORE_ITEMS));
-      break;
-    }
-    cabinets += fieldText(row, 1) + u";";
-  }
-  EXPECT_EQ(cabinets, u"#product.cab;disk1.cab;;");
   MSIHANDLE row = 0;
+  // libmsi itself hands out rows here.
+  EXPECT_EQ(MsiViewFetch(view, &row), UINT(ERROR_FUNCTION_FAILED));
+  EXPECT_EQ(row, MSIHANDLE(0));
+  EXPECT_EQ(MsiViewFetch(view, nullptr), UINT(ERROR_INVALID_PARAMETER));
+  ASSERT_EQ(MsiViewExecute(view, 0), UINT(ERROR_SUCCESS));
+  std::u16string cabinets;
+  while (Handle next = nextRow(view)) cabinets += fieldText(next, 1) + u";";
+  EXPECT_EQ(cabinets, u"#product.cab;disk1.cab;;");
   EXPECT_EQ(MsiViewFetch(view, &row), UINT(ERROR_NO_MORE_ITEMS));
   EXPECT_EQ(MsiViewFetch(view, &row), UINT(ERROR_NO_MORE_ITEMS));
   EXPECT_EQ(row, MSIHANDLE(0));
+  EXPECT_EQ(MsiViewClose(view), UINT(ERROR_SUCCESS));
+  EXPECT_EQ(MsiViewFetch(view, &row), UINT(ERROR_FUNCTION_FAILED));
 }
 
 // libmsi crashes when a query with "?" runs without a parameter record.
-TEST_F(ReadOnlyPackage, ParameterMarkersWithAndWithoutARecord) {
+TEST(MsiViewExecute, ParameterMarkersWithAndWithoutARecord) {
+  Handle database = msi_test::openDatabase(fixture("product"));
   Handle view;
   ASSERT_EQ(MsiDatabaseOpenViewW(database, u"SELECT `Value` FROM `Property` WHERE `Property` = ?", view.out()),
             UINT(ERROR_SUCCESS));
   EXPECT_EQ(MsiViewExecute(view, 0), UINT(ERROR_SUCCESS));
   MSIHANDLE none = 0;
   EXPECT_EQ(MsiViewFetch(view, &none), UINT(ERROR_NO_MORE_ITEMS));
-  Handle params(MsiCreateRecord(1));
-  MsiRecordSetStringW(params, 1, u"ProductName");
-  ASSERT_EQ(MsiViewExecute(view, params), UINT(ERROR_SUCCESS));
-  Handle row;
-  ASSERT_EQ(MsiViewFetch(view, row.out()), UINT(ERROR_SUCCESS));
-  EXPECT_EQ(fieldText(row, 1), u"Ornel Sample");
+  ASSERT_EQ(MsiViewExecute(view, textRecord({u"ProductName"})), UINT(ERROR_SUCCESS));
+  EXPECT_EQ(fieldText(nextRow(view), 1), u"Ornel Sample");
 }
 
+// A copy of the product package open for writing, with a view of its
+// Property table; each test checks what reached the file once all is closed.
 class WritablePackage : public ::testing::Test {
  protected:
   WritablePackage() : copy("product", ::testing::UnitTest::GetInstance()->current_test_info()->name()) {}
-  void SetUp() override {
-    before = copy.bytes();
-    ASSERT_EQ(MsiOpenDatabaseW(copy.path.c_str(), MSIDBOPEN_DIRECT, database.out()), UINT(ERROR_SUCCESS));
-    ASSERT_EQ(msi_test::openView(database, u"SELECT * FROM `Property`", view), UINT(ERROR_SUCCESS));
-  }
-  MSIHANDLE propertyRecord(const std::u16string& name, const std::u16string& value) {
-    const MSIHANDLE record = MsiCreateRecord(2);
-    MsiRecordSetStringW(record, 1, name.c_str());
-    MsiRecordSetStringW(record, 2, value.c_str());
-    return record;
-  }
   void closeAll() {
     view.close();
     database.close();
   }
   PackageCopy copy;
-  std::string before;
-  Handle database;
-  Handle view;
+  std::string before = copy.bytes();
+  Handle database = msi_test::openDatabase(copy.path, MSIDBOPEN_DIRECT);
+  Handle view = executedView(database, u"SELECT * FROM `Property`");
 };
 
-TEST_F(WritablePackage, InsertAddsARowAndADuplicateKeyFails) {
-  Handle added(propertyRecord(u"ADDED", u"first"));
-  EXPECT_EQ(MsiViewModify(view, MSIMODIFY_INSERT, added), UINT(ERROR_SUCCESS));
-  Handle again(propertyRecord(u"ADDED", u"second"));
-  EXPECT_EQ(MsiViewModify(view, MSIMODIFY_INSERT, again), UINT(ERROR_FUNCTION_FAILED));
-  closeAll();
-  EXPECT_EQ(propertyOf(copy.path, u"ADDED"), u"first");
-}
-
-TEST_F(WritablePackage, DeleteRemovesTheFetchedRowOnce) {
-  Handle one;
-  ASSERT_EQ(msi_test::openView(database, u"SELECT * FROM `Property` WHERE `Property` = 'EXACT10'", one),
-            UINT(ERROR_SUCCESS));
-  Handle row;
-  ASSERT_EQ(MsiViewFetch(one, row.out()), UINT(ERROR_SUCCESS));
+TEST_F(WritablePackage, InsertAddsARowDeleteRemovesTheFetchedRowEachOnce) {
+  EXPECT_EQ(MsiViewModify(view, MSIMODIFY_INSERT, textRecord({u"ADDED", u"first"})), UINT(ERROR_SUCCESS));
+  EXPECT_EQ(MsiViewModify(view, MSIMODIFY_INSERT, textRecord({u"ADDED", u"second"})), UINT(ERROR_FUNCTION_FAILED));
+  Handle one = executedView(database, u"SELECT * FROM `Property` WHERE `Property` = 'EXACT10'");
+  Handle row = nextRow(one);
   EXPECT_EQ(MsiViewModify(one, MSIMODIFY_DELETE, row), UINT(ERROR_SUCCESS));
   EXPECT_EQ(MsiViewModify(one, MSIMODIFY_DELETE, row), UINT(ERROR_FUNCTION_FAILED));
+  // A view without the primary keys cannot delete.
+  Handle values = executedView(database, u"SELECT `Value` FROM `Property`");
+  EXPECT_EQ(MsiViewModify(values, MSIMODIFY_DELETE, nextRow(values)), UINT(ERROR_FUNCTION_FAILED));
   one.close();
+  values.close();
   closeAll();
+  EXPECT_EQ(propertyOf(copy.path, u"ADDED"), u"first");
   EXPECT_EQ(propertyOf(copy.path, u"EXACT10"), u"<missing>");
   EXPECT_EQ(propertyOf(copy.path, u"ProductName"), u"Ornel Sample");
 }
 
-TEST_F(WritablePackage, DeleteNeedsThePrimaryKeysInTheView) {
-  Handle values;
-  ASSERT_EQ(msi_test::openView(database, u"SELECT `Value` FROM `Property`", values), UINT(ERROR_SUCCESS));
-  Handle row;
-  ASSERT_EQ(MsiViewFetch(values, row.out()), UINT(ERROR_SUCCESS));
-  EXPECT_EQ(MsiViewModify(values, MSIMODIFY_DELETE, row), UINT(ERROR_FUNCTION_FAILED));
-}
-
 TEST_F(WritablePackage, ModifyRefusesWhatItCannotDo) {
-  Handle record(propertyRecord(u"ADDED", u"x"));
-  Handle shortRecord(MsiCreateRecord(1));
-  MsiRecordSetStringW(shortRecord, 1, u"SHORT");
-  EXPECT_EQ(MsiViewModify(view, MSIMODIFY_INSERT, shortRecord), UINT(ERROR_INVALID_PARAMETER));
+  Handle record = textRecord({u"ADDED", u"x"});
+  EXPECT_EQ(MsiViewModify(view, MSIMODIFY_INSERT, textRecord({u"SHORT"})), UINT(ERROR_INVALID_PARAMETER));
   EXPECT_EQ(MsiViewModify(view, MSIMODIFY(42), record), UINT(ERROR_INVALID_PARAMETER));
   EXPECT_EQ(MsiViewModify(view, MSIMODIFY_UPDATE, record), UINT(ERROR_CALL_NOT_IMPLEMENTED));
   EXPECT_EQ(MsiViewModify(view, MSIMODIFY_INSERT, 0), UINT(ERROR_INVALID_HANDLE));
-  Handle join;
-  ASSERT_EQ(msi_test::openView(database,
-                               u"SELECT `Property`.`Property`, `Media`.`Cabinet` FROM `Property`, `Media`", join),
-            UINT(ERROR_SUCCESS));
+  Handle join = executedView(database, u"SELECT `Property`.`Property`, `Media`.`Cabinet` FROM `Property`, `Media`");
   EXPECT_EQ(MsiViewModify(join, MSIMODIFY_INSERT, record), UINT(ERROR_FUNCTION_FAILED));
   Handle unexecuted;
   ASSERT_EQ(MsiDatabaseOpenViewW(database, u"SELECT * FROM `Property`", unexecuted.out()), UINT(ERROR_SUCCESS));
@@ -153,12 +103,11 @@ TEST_F(WritablePackage, ModifyRefusesWhatItCannotDo) {
 // libmsi's temporary rows corrupt their table when it commits: they never
 // reach libmsi, and the table survives the close.
 TEST_F(WritablePackage, TemporaryRowsAreRefused) {
-  Handle record(propertyRecord(u"TEMP", u"t"));
-  EXPECT_EQ(MsiViewModify(view, MSIMODIFY_INSERT_TEMPORARY, record), UINT(ERROR_CALL_NOT_IMPLEMENTED));
+  EXPECT_EQ(MsiViewModify(view, MSIMODIFY_INSERT_TEMPORARY, textRecord({u"TEMP", u"t"})),
+            UINT(ERROR_CALL_NOT_IMPLEMENTED));
   EXPECT_EQ(runSql(database, u"INSERT INTO `Property` (`Property`, `Value`) VALUES ('TEMP', 't') TEMPORARY"),
             UINT(ERROR_CALL_NOT_IMPLEMENTED));
-  Handle added(propertyRecord(u"ADDED", u"kept"));
-  ASSERT_EQ(MsiViewModify(view, MSIMODIFY_INSERT, added), UINT(ERROR_SUCCESS));
+  ASSERT_EQ(MsiViewModify(view, MSIMODIFY_INSERT, textRecord({u"ADDED", u"kept"})), UINT(ERROR_SUCCESS));
   closeAll();
   EXPECT_EQ(propertyOf(copy.path, u"TEMP"), u"<missing>");
   EXPECT_EQ(propertyOf(copy.path, u"ADDED"), u"kept");
@@ -169,7 +118,7 @@ TEST_F(WritablePackage, TemporaryRowsAreRefused) {
 // Under the default codepage libmsi commits text it cannot convert as an
 // empty string. The emulation refuses such writes.
 TEST_F(WritablePackage, TextTheCodepageCannotHoldIsRefused) {
-  Handle record(propertyRecord(u"JAPANESE", u"\u65e5\u672c\u8a9e"));
+  Handle record = textRecord({u"JAPANESE", u"\u65e5\u672c\u8a9e"});
   EXPECT_EQ(MsiViewModify(view, MSIMODIFY_INSERT, record), UINT(ERROR_FUNCTION_FAILED));
   EXPECT_EQ(runSql(database, u"INSERT INTO `Property` (`Property`, `Value`) VALUES ('JAPANESE', '\u65e5\u672c')"),
             UINT(ERROR_FUNCTION_FAILED));
@@ -186,14 +135,10 @@ TEST(Utf8Package, KeepsTextOfAnyScript) {
   PackageCopy copy("unicode", "unicode-insert");
   EXPECT_EQ(propertyOf(copy.path, u"JAPANESE"), u"\u65e5\u672c\u8a9e\u306e\u30c6\u30ad\u30b9\u30c8");
   {
-    Handle database;
-    ASSERT_EQ(MsiOpenDatabaseW(copy.path.c_str(), MSIDBOPEN_DIRECT, database.out()), UINT(ERROR_SUCCESS));
-    Handle view;
-    ASSERT_EQ(msi_test::openView(database, u"SELECT * FROM `Property`", view), UINT(ERROR_SUCCESS));
-    Handle record(MsiCreateRecord(2));
-    MsiRecordSetStringW(record, 1, u"GREEK");
-    MsiRecordSetStringW(record, 2, u"\u03b1\u03b2\u03b3 \U0001F600");
-    EXPECT_EQ(MsiViewModify(view, MSIMODIFY_INSERT, record), UINT(ERROR_SUCCESS));
+    Handle database = msi_test::openDatabase(copy.path, MSIDBOPEN_DIRECT);
+    Handle view = executedView(database, u"SELECT * FROM `Property`");
+    EXPECT_EQ(MsiViewModify(view, MSIMODIFY_INSERT, textRecord({u"GREEK", u"\u03b1\u03b2\u03b3 \U0001F600"})),
+              UINT(ERROR_SUCCESS));
   }
   EXPECT_EQ(propertyOf(copy.path, u"GREEK"), u"\u03b1\u03b2\u03b3 \U0001F600");
 }

@@ -6,10 +6,14 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <string>
+#include <vector>
 
 namespace test_support {
 
@@ -49,6 +53,22 @@ class TempMachineTest : public ::testing::Test {
     std::stringstream text;
     text << in.rdbuf();
     return text.str();
+  }
+
+  // Runs body(0) .. body(count - 1) in as many forked processes at once;
+  // true when every one returned true.
+  static bool inProcesses(int count, const std::function<bool(int)>& body) {
+    std::vector<pid_t> children;
+    for (int i = 0; i < count; ++i) {
+      children.push_back(::fork());
+      if (children.back() == 0) ::_exit(body(i) ? 0 : 1);
+    }
+    bool ok = true;
+    for (pid_t child : children) {
+      int status = 0;
+      ok = ::waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0 && ok;
+    }
+    return ok;
   }
 
   std::string root_;

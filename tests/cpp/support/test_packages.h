@@ -9,7 +9,6 @@
 
 #include <fstream>
 #include <iterator>
-#include <sstream>
 #include <string>
 
 #include "platform/emulated/machine/machine_paths.h"
@@ -29,11 +28,7 @@ class TestMachine {
     return machine;
   }
   const std::string& root() const { return root_; }
-  ~TestMachine() {
-    const std::string command = "rm -rf '" + root_ + "'";
-    if (::system(command.c_str()) != 0) {
-    }
-  }
+  ~TestMachine() { (void)::system(("rm -rf '" + root_ + "'").c_str()); }
 
  private:
   TestMachine() {
@@ -71,16 +66,17 @@ inline void writeBytes(const std::string& hostPath, const std::string& bytes) {
   out << bytes;
 }
 
-// A writable copy of fixture `name` at C:\Packages\<copyName>.msi.
-struct PackageCopy {
-  PackageCopy(const std::string& name, const std::string& copyName) {
-    hostPath = TestMachine::get().root() + "/drive_c/Packages/" + copyName + ".msi";
-    writeBytes(hostPath, readBytes(fixtureHostPath(name)));
-    path = u"C:\\Packages\\" + platform::wstring(copyName.begin(), copyName.end()) + u".msi";
+// A file on the machine's C: drive, C:\Packages\<name>, with the given
+// content; removed with this object.
+struct MachineFile {
+  MachineFile(const std::string& name, const std::string& content)
+      : hostPath(TestMachine::get().root() + "/drive_c/Packages/" + name),
+        path(u"C:\\Packages\\" + platform::wstring(name.begin(), name.end())) {
+    writeBytes(hostPath, content);
   }
-  ~PackageCopy() { ::unlink(hostPath.c_str()); }
-  PackageCopy(const PackageCopy&) = delete;
-  PackageCopy& operator=(const PackageCopy&) = delete;
+  ~MachineFile() { ::unlink(hostPath.c_str()); }
+  MachineFile(const MachineFile&) = delete;
+  MachineFile& operator=(const MachineFile&) = delete;
 
   std::string bytes() const { return readBytes(hostPath); }
 
@@ -88,20 +84,10 @@ struct PackageCopy {
   platform::wstring path;
 };
 
-// A file on the machine's C: drive with the given content, for packages
-// that are not packages.
-struct MachineFile {
-  MachineFile(const std::string& name, const std::string& content) {
-    hostPath = TestMachine::get().root() + "/drive_c/Packages/" + name;
-    writeBytes(hostPath, content);
-    path = u"C:\\Packages\\" + platform::wstring(name.begin(), name.end());
-  }
-  ~MachineFile() { ::unlink(hostPath.c_str()); }
-  MachineFile(const MachineFile&) = delete;
-  MachineFile& operator=(const MachineFile&) = delete;
-
-  std::string hostPath;
-  platform::wstring path;
+// A writable copy of fixture `name` at C:\Packages\<copyName>.msi.
+struct PackageCopy : MachineFile {
+  PackageCopy(const std::string& name, const std::string& copyName)
+      : MachineFile(copyName + ".msi", readBytes(fixtureHostPath(name))) {}
 };
 
 }  // namespace test_packages

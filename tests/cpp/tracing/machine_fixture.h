@@ -3,17 +3,15 @@
 #pragma once
 
 #include <gtest/gtest.h>
-
-#include "../support/temp_machine.h"
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <time.h>
 
-#include <fstream>
 #include <regex>
-#include <sstream>
 #include <string>
 #include <vector>
+
+#include "../support/temp_machine.h"
 
 namespace tracing_test {
 
@@ -26,17 +24,7 @@ class MachineTest : public test_support::TempMachineTest {
     ASSERT_EQ(::mkdir(hostPath("Logs").c_str(), 0755), 0);
   }
 
-  // 2023-11-17 20:19:07 UTC.
-  static time_t creationTime() {
-    std::tm moment{};
-    moment.tm_year = 123;
-    moment.tm_mon = 10;
-    moment.tm_mday = 17;
-    moment.tm_hour = 20;
-    moment.tm_min = 19;
-    moment.tm_sec = 7;
-    return ::timegm(&moment);
-  }
+  static time_t creationTime() { return 1700252347; }  // 2023-11-17 20:19:07 UTC
   static constexpr const char* kTraceName = "tolv_installer_11.17_20.19.INST.log";
   static constexpr const char* kInstallerName = "tolv_installer_11.17_20.19.MSI.log";
 
@@ -45,24 +33,16 @@ class MachineTest : public test_support::TempMachineTest {
   // The texts of the lines of a trace file, each checked to read
   // HH:MM:SS, a tab, the text, CR LF.
   static std::vector<std::string> traceLines(const std::string& path) {
-    static const std::regex kLine("([0-2][0-9]):([0-5][0-9]):([0-5][0-9])\t([^\r\n]*)");
-    std::string content = read(path);
+    static const std::regex kLine("[0-2][0-9]:[0-5][0-9]:[0-5][0-9]\t([^\r\n]*)\r\n");
+    const std::string content = read(path);
     std::vector<std::string> texts;
-    size_t start = 0;
-    while (start < content.size()) {
-      size_t end = content.find("\r\n", start);
-      if (end == std::string::npos) {
-        ADD_FAILURE() << "line without CR LF at the end: " << content.substr(start);
+    std::smatch match;
+    for (auto at = content.cbegin(); at != content.cend(); at = match[0].second) {
+      if (!std::regex_search(at, content.cend(), match, kLine, std::regex_constants::match_continuous)) {
+        ADD_FAILURE() << "not a trace line: " << std::string(at, content.cend());
         break;
       }
-      std::string line = content.substr(start, end - start);
-      std::smatch match;
-      if (!std::regex_match(line, match, kLine)) {
-        ADD_FAILURE() << "not a trace line: " << line;
-      } else {
-        texts.push_back(match[4]);
-      }
-      start = end + 2;
+      texts.push_back(match[1]);
     }
     return texts;
   }

@@ -1,6 +1,7 @@
-// The process-wide tracer. Each case runs in a child process, so that it
-// sees the tracer's first creation and its end at process exit.
-#include <dirent.h>
+// The process-wide tracer, created once however many threads race to it.
+// The case runs in a child process, so that it sees the first creation. The
+// tracer's last line at process exit is tested end to end by
+// tests/js/tracing.test.js.
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -13,7 +14,6 @@
 #include "install/tracing/trace_site.h"
 #include "install/tracing/tracer.h"
 #include "machine_fixture.h"
-#include "platform/emulated/machine/machine_paths.h"
 
 namespace {
 
@@ -30,16 +30,6 @@ class ProcessTracer : public tracing_test::MachineTest {
     int status = 0;
     ::waitpid(child, &status, 0);
     return WIFEXITED(status) ? WEXITSTATUS(status) : 100 + WTERMSIG(status);
-  }
-  std::u16string logsDirectory() const { return emulated::toWindowsPath(hostPath("Logs")); }
-  static std::vector<std::string> filesIn(const std::string& directory) {
-    std::vector<std::string> names;
-    DIR* dir = ::opendir(directory.c_str());
-    while (dirent* entry = dir ? ::readdir(dir) : nullptr) {
-      if (entry->d_name[0] != '.') names.push_back(entry->d_name);
-    }
-    if (dir) ::closedir(dir);
-    return names;
   }
 };
 
@@ -65,33 +55,6 @@ TEST_F(ProcessTracer, IsCreatedOnceWhenThreadsRaceToIt) {
               return 0;
             }),
             0);
-}
-
-TEST_F(ProcessTracer, StartsWithTracingOffAtLevel700) {
-  EXPECT_EQ(inChild([] {
-              auto tracer = getTracer();
-              return !tracer->isLogFileOpen() && tracer->traceLevel() == 700 ? 0 : 1;
-            }),
-            0);
-}
-
-TEST_F(ProcessTracer, TracerClosedIsTheLastLineWhenTheProcessExitsWithTracingOn) {
-  const std::u16string logs = logsDirectory();
-  EXPECT_EQ(inChild([&] {
-              auto tracer = getTracer();
-              tracer->setLogDirectory(logs);
-              if (tracer->openLogFile() != 0) return 1;
-              INSTALLER_TRACE_SERVICE(700) << "Application run";
-              INSTALLER_TRACE(800) << "filtered out";
-              return 0;
-            }),
-            0);
-  // The name holds the child's minute of creation: take the one file there.
-  std::vector<std::string> names = filesIn(hostPath("Logs"));
-  ASSERT_EQ(names.size(), 1u);
-  EXPECT_EQ(names[0].find("tolv_installer_"), 0u) << names[0];
-  EXPECT_EQ(traceLines(hostPath("Logs/" + names[0])),
-            (std::vector<std::string>{"bl\tApplication run", "tracer closed"}));
 }
 
 }  // namespace

@@ -30,24 +30,6 @@ class TracerFile : public tracing_test::MachineTest {
   std::unique_ptr<Tracer> tracer_;
 };
 
-TEST_F(TracerFile, LinesPassWhenTheirLevelIsNotAboveTheTraceLevel) {
-  ASSERT_EQ(tracer_->openLogFile(), 0u);
-  tracer_->traceText(u"at 700", 700);
-  tracer_->traceText(u"at 701", 701);
-  tracer_->traceText(u"at 0", 0);
-  tracer_->traceText(u"at -1", static_cast<std::uint32_t>(-1));
-  tracer_->setTraceLevel(4294967294u);
-  tracer_->traceText(u"at -1 under 4294967294", 4294967295u);
-  tracer_->traceText(u"at 800 under 4294967294", 800);
-  tracer_->setTraceLevel(4294967295u);
-  tracer_->traceText(u"at -1 under 4294967295", 4294967295u);
-  tracer_->setTraceLevel(0);
-  tracer_->traceText(u"at 700 under 0", 700);
-  tracer_->traceText(u"at 0 under 0", 0);
-  // "tracer closed" needs level 700 or more.
-  EXPECT_EQ(finish(), (Strings{"at 700", "at 0", "at 800 under 4294967294", "at -1 under 4294967295", "at 0 under 0"}));
-}
-
 TEST_F(TracerFile, ALongLineIsDroppedWholeBelowLevel1000AndWrittenWholeFrom1000) {
   ASSERT_EQ(tracer_->openLogFile(), 0u);
   const std::u16string line600(600, u'x');
@@ -68,30 +50,27 @@ TEST_F(TracerFile, EachLineIsTimeStampTabTextCrLf) {
   ASSERT_EQ(tracer_->openLogFile(), 0u);
   const time_t before = ::time(nullptr);
   INSTALLER_TRACE_TO(*tracer_, 700) << installer::tracing::kServicePrefix << "Application run";
+  tracer_->traceText(u"one\ntwo", 700);  // stored as CR LF, like a text-mode file
   const time_t after = ::time(nullptr);
   tracer_.reset();
   const std::string content = read(traceFile());
-  ASSERT_EQ(content.size(), 9 + 3 + 15 + 2 + 9 + 13 + 2) << content;
-  EXPECT_EQ(content.substr(8), "\tbl\tApplication run\r\n" + content.substr(29, 9) + "tracer closed\r\n");
+  const std::string stamp = "[0-2][0-9]:[0-5][0-9]:[0-5][0-9]\t";
+  EXPECT_TRUE(std::regex_match(content, std::regex(stamp + "bl\tApplication run\r\n" + stamp + "one\r\ntwo\r\n" +
+                                                   stamp + "tracer closed\r\n")))
+      << content;
   // The stamp is the local (here UTC) time of writing.
-  char stamp[16];
+  char expected[16];
   bool matched = false;
   for (time_t t = before; t <= after && !matched; ++t) {
     std::tm utc{};
     ::gmtime_r(&t, &utc);
-    ::strftime(stamp, sizeof stamp, "%H:%M:%S\t", &utc);
-    matched = content.compare(0, 9, stamp) == 0;
+    ::strftime(expected, sizeof expected, "%H:%M:%S\t", &utc);
+    matched = content.compare(0, 9, expected) == 0;
   }
   EXPECT_TRUE(matched) << content.substr(0, 9);
 }
 
-TEST_F(TracerFile, LineFeedsInsideALineAreStoredAsCrLfLikeATextModeFile) {
-  ASSERT_EQ(tracer_->openLogFile(), 0u);
-  tracer_->traceText(u"one\ntwo", 700);
-  tracer_.reset();
-  EXPECT_EQ(read(traceFile()).substr(8, 11), "\tone\r\ntwo\r\n");
-}
-
+// Levels and turning off and on are tested end to end (tests/js/tracing.test.js).
 TEST_F(TracerFile, LinesKeepAppendingAcrossTurningTracingOffAndOn) {
   {
     std::ofstream earlier(traceFile(), std::ios::binary);
@@ -101,21 +80,9 @@ TEST_F(TracerFile, LinesKeepAppendingAcrossTurningTracingOffAndOn) {
   tracer_->traceText(u"first", 700);
   tracer_->closeLogFile();
   EXPECT_FALSE(tracer_->isLogFileOpen());
-  tracer_->traceText(u"while off", 700);
-  tracer_->closeLogFile();  // already off: nothing happens
   ASSERT_EQ(tracer_->openLogFile(), 0u);
-  EXPECT_TRUE(tracer_->isLogFileOpen());
   tracer_->traceText(u"second", 700);
   EXPECT_EQ(finish(), (Strings{"earlier run", "first", "second", "tracer closed"}));
-}
-
-TEST_F(TracerFile, ARepeatedOpenChangesNothing) {
-  ASSERT_EQ(tracer_->openLogFile(), 0u);
-  tracer_->traceText(u"before", 700);
-  EXPECT_EQ(tracer_->openLogFile(), 0u);
-  EXPECT_TRUE(tracer_->isLogFileOpen());
-  tracer_->traceText(u"after", 700);
-  EXPECT_EQ(finish(), (Strings{"before", "after", "tracer closed"}));
 }
 
 TEST_F(TracerFile, AMissingDirectoryFailsTheOpenAndTracingStaysOff) {
@@ -128,9 +95,6 @@ TEST_F(TracerFile, AMissingDirectoryFailsTheOpenAndTracingStaysOff) {
   // Once the directory exists, the next open succeeds.
   ASSERT_EQ(::mkdir(hostPath("NoSuchDir").c_str(), 0755), 0);
   EXPECT_EQ(tracer.openLogFile(), 0u);
-}
-
-TEST_F(TracerFile, AnUnwritableFileFailsTheOpen) {
   // A directory where the trace file should be.
   ASSERT_EQ(::mkdir(traceFile().c_str(), 0755), 0);
   EXPECT_EQ(tracer_->openLogFile(), 0x8000004Bu);
@@ -148,17 +112,6 @@ TEST_F(TracerFile, AFullDiskStopsWritingUntilTheNextOpen) {
   ASSERT_EQ(tracer_->openLogFile(), 0u);
   tracer_->traceText(u"written again", 700);
   EXPECT_EQ(finish(), (Strings{"written again", "tracer closed"}));
-}
-
-TEST_F(TracerFile, TracerClosedIsTheLastLineOnlyWithTracingOnAtLevel700) {
-  tracer_.reset();
-  EXPECT_FALSE(exists(traceFile()));
-
-  tracer_ = std::make_unique<Tracer>(creationTime());
-  tracer_->setLogDirectory(u"C:\\Logs");
-  ASSERT_EQ(tracer_->openLogFile(), 0u);
-  tracer_->setTraceLevel(699);
-  EXPECT_EQ(finish(), Strings{});
 }
 
 TEST_F(TracerFile, ConcurrentLinesNeverInterleave) {

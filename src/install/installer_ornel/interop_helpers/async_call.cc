@@ -76,8 +76,9 @@ void AsyncCallBase::abandon() {
 
 AsyncCallKeeperBase::AsyncCallKeeperBase() : sweeper_([this] { sweep(); }) {}
 
-// Process exit: the sweeper is woken, not waited for. Calls still running
-// are kept alive by their pool tasks.
+// The process-wide keepers are never destroyed; a keeper that is wakes its
+// sweeper and joins it. Calls still running are kept alive by their pool
+// tasks.
 AsyncCallKeeperBase::~AsyncCallKeeperBase() {
   {
     std::lock_guard<std::mutex> lock(lock_);

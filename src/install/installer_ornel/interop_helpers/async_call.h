@@ -126,10 +126,11 @@ class AsyncCallKeeperBase {
 template <typename R>
 class AsyncCallKeeper final : public AsyncCallKeeperBase {
  public:
-  // Created on first use, destroyed at process exit.
+  // Created on first use, never destroyed: pool tasks may still run at
+  // process exit (see "Process exit" in thread_pool.h).
   static AsyncCallKeeper& instance() {
-    static AsyncCallKeeper keeper;
-    return keeper;
+    static AsyncCallKeeper* const keeper = new AsyncCallKeeper;
+    return *keeper;
   }
 
   // Host thread. Returns at once; the callback runs later on the host

@@ -1,6 +1,9 @@
 // The add-on's module record, handed to the host from a static constructor
-// when the image is loaded. The record is not context-aware: the host calls
-// the initialisation once, in the first context that loads the module.
+// when the image is loaded. The record is not context-aware. A load that
+// finds the image in memory already (on another thread, or after the
+// module left the require cache) runs no static constructor; the host then
+// calls the exported node_register_module_v<ABI> instead. Both reach
+// `init`, which decides whether this thread may use the add-on.
 #pragma once
 
 #include <node.h>
@@ -32,4 +35,8 @@
   static node::node_module name##_module = {                                                \
       NODE_MODULE_VERSION, 0, nullptr, __FILE__, name##_initialize, nullptr, #name,         \
       nullptr, nullptr};                                                                    \
-  INSTALLER_ORNEL_CONSTRUCTOR(_register_##name) { node::node_module_register(&name##_module); }
+  INSTALLER_ORNEL_CONSTRUCTOR(_register_##name) { node::node_module_register(&name##_module); } \
+  extern "C" NODE_MODULE_EXPORT void NODE_MODULE_INITIALIZER(                                 \
+      v8::Local<v8::Object> exports, v8::Local<v8::Value>, v8::Local<v8::Context>) {         \
+    init(exports);                                                                          \
+  }

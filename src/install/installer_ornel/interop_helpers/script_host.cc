@@ -12,6 +12,15 @@ std::atomic<ScriptHost*> theHost{nullptr};
 
 }  // namespace
 
+bool admitLoadingThread(v8::Isolate* isolate) {
+  if (node::GetCurrentEventLoop(isolate) == uv_default_loop()) return true;
+  v8::Local<v8::String> message;
+  if (v8::String::NewFromUtf8(isolate, kWorkerLoadError, v8::NewStringType::kNormal).ToLocal(&message)) {
+    isolate->ThrowException(v8::Exception::Error(message));
+  }
+  return false;
+}
+
 ScriptHost::ScriptHost(v8::Isolate* isolate, std::shared_ptr<HostChannel> channel)
     : isolate_(isolate), context_(isolate, isolate->GetCurrentContext()), channel_(std::move(channel)) {
   v8::HandleScope scope(isolate);

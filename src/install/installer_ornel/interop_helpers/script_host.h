@@ -20,6 +20,21 @@
 
 namespace node_interop::helpers {
 
+/*
+ * The add-on serves one thread: the main thread, whose loop is libuv's
+ * default loop. Its services, the host channel and the script handles they
+ * keep belong to that thread's isolate for the life of the process. A
+ * Worker that loads the module gets an Error instead, before anything of
+ * the add-on is made, so its end leaves nothing behind that points into a
+ * dead isolate or loop, and the main thread can still load the module.
+ */
+inline constexpr const char kWorkerLoadError[] =
+    "installer_ornel works on the main thread only: it cannot be loaded in a Worker";
+
+// Module initialisation. False, with kWorkerLoadError thrown into script,
+// on any thread but the main thread.
+bool admitLoadingThread(v8::Isolate* isolate);
+
 // Script handles owned by a native object. dispose() runs on the host
 // thread while the engine lives; the destructor never touches the engine.
 class ScriptHandles {

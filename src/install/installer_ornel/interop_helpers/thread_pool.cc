@@ -15,17 +15,18 @@ constexpr std::chrono::milliseconds kRetryPause{10};
 }  // namespace
 
 ThreadPool& ThreadPool::instance() {
-  static ThreadPool pool;
-  return pool;
+  static ThreadPool* const pool = new ThreadPool;
+  return *pool;
 }
 
 ThreadPool::ThreadPool() : manager_([this] { manage(); }) {}
 
 /*
- * Destruction returns at once. The manager is stopped and joined; `closed`
- * then tells running task threads that nothing waits for them. They are
- * detached already and keep Shared alive through their own reference, and
- * their task through their own copy. Waiting records are dropped unrun.
+ * Destruction (of a pool other than the process-wide one) returns at once.
+ * The manager is stopped and joined; `closed` then tells running task
+ * threads that nothing waits for them. They are detached already and keep
+ * Shared alive through their own reference, and their task through their
+ * own copy. Waiting records are dropped unrun.
  */
 ThreadPool::~ThreadPool() {
   stop_ = true;

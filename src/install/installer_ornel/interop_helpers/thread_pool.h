@@ -13,6 +13,19 @@
 //
 // The pool knows nothing of the script engine or the event loop, so it can
 // be used and tested on its own.
+//
+// Process exit. Task threads are detached, and exit() does not wait for
+// them: while it runs the static destructors, they go on with their task,
+// possibly blocked inside Windows Installer for as long as it takes. No
+// ordering at exit can wait for such a thread, so instead nothing that a
+// task thread can reach is ever destroyed: the process-wide pool, the
+// keepers of asynchronous calls, the host channel, the shared product
+// information with its locks, the default package's name, the tracer and
+// the emulated machine's handle tables are all made on the heap on first
+// use and never freed. Static destruction then finds nothing of the
+// add-on to destroy, and the threads end with the process. The one object
+// destroyed at exit, the tracer's shutdown guard, only closes the trace
+// file under the tracer's lock; later lines are dropped.
 #pragma once
 
 #include <atomic>
@@ -32,7 +45,8 @@ class ThreadPool {
  public:
   static constexpr size_t kMaxThreads = 20;
 
-  // The process-wide pool, made on first use and destroyed at process exit.
+  // The process-wide pool, made on first use and never destroyed (see
+  // "Process exit" above).
   static ThreadPool& instance();
 
   ThreadPool();

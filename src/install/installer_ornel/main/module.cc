@@ -1,7 +1,9 @@
 // The installer_ornel add-on: its module record, and the eight services
-// that `query` hands out, registered in this order.
+// that `query` hands out, registered in this order. Only the main thread
+// gets them; a Worker's load throws (script_host.h).
 #include "install/installer_ornel/interop_helpers/module_record.h"
 #include "install/installer_ornel/interop_helpers/object_registry.h"
+#include "install/installer_ornel/interop_helpers/script_host.h"
 #include "install/installer_ornel/services/application.h"
 #include "install/installer_ornel/services/trace_helper.h"
 #include "install/installer_ornel/services/debug_configuration.h"
@@ -16,6 +18,7 @@ namespace {
 using node_interop::helpers::registerService;
 
 void initialize(v8::Local<v8::Object> exports) {
+  if (!node_interop::helpers::admitLoadingThread(v8::Isolate::GetCurrent())) return;
   auto& registry = node_interop::helpers::ObjectRegistry::instance();
   registerService<installer::Application>(registry);
   registerService<installer::TraceHelper>(registry);

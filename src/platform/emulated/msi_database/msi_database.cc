@@ -9,6 +9,10 @@
 // leaves the changes in the file. A read-only libmsi database accepts
 // writes in memory and silently drops them at commit, so the emulation
 // refuses writes on read-only handles itself (msi_view.cc).
+//
+// An existing file is checked before libmsi sees it (package_check.h):
+// MsiOpenDatabaseW answers ERROR_OPEN_FAILED for one that fails, the only
+// failure its documentation gives for a file it cannot read.
 #include <cstdint>
 #include <string>
 
@@ -17,6 +21,7 @@
 #include "platform/emulated/msi.h"
 #include "platform/emulated/msi_database/msi_codepage.h"
 #include "platform/emulated/msi_database/msi_database_open.h"
+#include "platform/emulated/msi_database/package_check.h"
 #include "platform/emulated/machine/unicode.h"
 
 namespace emulated {
@@ -46,7 +51,8 @@ bool openModeFromPersist(LPCWSTR persist, OpenMode& mode) {
   }
 }
 
-std::shared_ptr<DatabaseObject> openDatabaseObject(LPCWSTR windowsPath, const OpenMode& mode, UINT& code) {
+std::shared_ptr<DatabaseObject> openDatabaseObject(LPCWSTR windowsPath, const OpenMode& mode, UINT& code,
+                                                   UINT damagedCode) {
   const UINT failure = mode.create ? ERROR_CREATE_FAILED : ERROR_OPEN_FAILED;
   const std::string hostPath = toHostPath(wideView(windowsPath));
   if (hostPath.empty()) {
@@ -54,6 +60,15 @@ std::shared_ptr<DatabaseObject> openDatabaseObject(LPCWSTR windowsPath, const Op
     return nullptr;
   }
   ensureLibmsiRuntime();
+  // libmsi reads an existing file as it finds it; nothing damaged may
+  // reach it (package_check.h). A created file starts empty.
+  if (!mode.create) {
+    const PackageVerdict verdict = checkPackageFile(hostPath);
+    if (verdict != PackageVerdict::sound) {
+      code = verdict == PackageVerdict::missing ? failure : damagedCode;
+      return nullptr;
+    }
+  }
   GError* error = nullptr;
   // A missing file and a file that is not a compound document both come
   // back as null without an error; Windows calls either an open failure.

@@ -20,7 +20,10 @@ struct OpenMode {
 // emulated machine opens packages in place only.
 bool openModeFromPersist(LPCWSTR persist, OpenMode& mode);
 
-// The database object, or null with `code` set to the Windows code.
-std::shared_ptr<DatabaseObject> openDatabaseObject(LPCWSTR windowsPath, const OpenMode& mode, UINT& code);
+// The database object, or null with `code` set to the Windows code:
+// `damagedCode` for an existing file that is not a package libmsi can read
+// safely (package_check.h), the open or create failure otherwise.
+std::shared_ptr<DatabaseObject> openDatabaseObject(LPCWSTR windowsPath, const OpenMode& mode, UINT& code,
+                                                   UINT damagedCode = ERROR_OPEN_FAILED);
 
 }  // namespace emulated

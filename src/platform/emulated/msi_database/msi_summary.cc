@@ -29,7 +29,9 @@ std::shared_ptr<DatabaseObject> summarySource(MSIHANDLE hDatabase, LPCWSTR path,
     code = ERROR_INVALID_HANDLE;
     return nullptr;
   }
-  return openDatabaseObject(path, OpenMode{}, code);
+  // A file that is there but is no sound package is an invalid package
+  // here, as this function's documentation names it.
+  return openDatabaseObject(path, OpenMode{}, code, ERROR_INSTALL_PACKAGE_INVALID);
 }
 
 // The string sizing of this function: the size is counted without the

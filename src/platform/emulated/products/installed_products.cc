@@ -1,17 +1,16 @@
 #include "platform/emulated/products/installed_products.h"
 
 #include <dirent.h>
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <sstream>
 
+#include "platform/emulated/machine/file_lock.h"
 #include "platform/emulated/machine/machine_paths.h"
+#include "platform/emulated/machine/text_lines.h"
 #include "platform/emulated/machine/unicode.h"
 
 namespace emulated {
@@ -40,45 +39,7 @@ std::string productFile(std::u16string_view productCode) {
 }
 
 // Serialises writers of all processes of the machine.
-class StoreLock {
- public:
-  StoreLock() : fd_(::open((storeDirectory() + "/.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644)) {
-    if (fd_ >= 0) ::flock(fd_, LOCK_EX);
-  }
-  ~StoreLock() {
-    if (fd_ >= 0) ::close(fd_);
-  }
-  StoreLock(const StoreLock&) = delete;
-  StoreLock& operator=(const StoreLock&) = delete;
-
- private:
-  int fd_;
-};
-
-// Values are one line each: line breaks inside a value are escaped.
-std::string escape(const std::u16string& value) {
-  std::string out;
-  for (char c : utf16ToUtf8(value)) {
-    if (c == '\\') out += "\\\\";
-    else if (c == '\n') out += "\\n";
-    else if (c == '\r') out += "\\r";
-    else out += c;
-  }
-  return out;
-}
-
-std::u16string unescape(const std::string& value) {
-  std::string out;
-  for (size_t i = 0; i < value.size(); ++i) {
-    if (value[i] != '\\' || i + 1 == value.size()) {
-      out += value[i];
-      continue;
-    }
-    char next = value[++i];
-    out += next == 'n' ? '\n' : next == 'r' ? '\r' : next;
-  }
-  return utf8ToUtf16(out);
-}
+std::string storeLockPath() { return storeDirectory() + "/.lock"; }
 
 struct Field {
   const char* key;
@@ -97,10 +58,10 @@ constexpr Field kFields[] = {
 
 std::string serialise(const InstalledProduct& product) {
   std::ostringstream out;
-  for (const Field& field : kFields) out << field.key << '=' << escape(product.*(field.member)) << '\n';
+  for (const Field& field : kFields) out << field.key << '=' << escapeLineText(product.*(field.member)) << '\n';
   for (const InstalledFeature& feature : product.features) {
-    out << "Feature=" << featureStateName(feature.state) << '|' << escape(feature.parent) << '|'
-        << escape(feature.name) << '\n';
+    out << "Feature=" << featureStateName(feature.state) << '|' << escapeLineText(feature.parent) << '|'
+        << escapeLineText(feature.name) << '\n';
   }
   return out.str();
 }
@@ -117,13 +78,13 @@ std::optional<InstalledProduct> parse(std::istream& in) {
       const size_t second = first == std::string::npos ? first : value.find('|', first + 1);
       if (second == std::string::npos) continue;
       auto state = featureStateFromName(value.substr(0, first));
-      product.features.push_back({unescape(value.substr(second + 1)),
-                                  unescape(value.substr(first + 1, second - first - 1)),
+      product.features.push_back({unescapeLineText(value.substr(second + 1)),
+                                  unescapeLineText(value.substr(first + 1, second - first - 1)),
                                   state.value_or(INSTALLSTATE_UNKNOWN)});
       continue;
     }
     for (const Field& field : kFields) {
-      if (key == field.key) product.*(field.member) = unescape(value);
+      if (key == field.key) product.*(field.member) = unescapeLineText(value);
     }
   }
   if (!isGuid(product.productCode)) return std::nullopt;
@@ -176,24 +137,13 @@ std::vector<InstalledProduct> installedProducts() {
 
 bool saveInstalledProduct(const InstalledProduct& product) {
   if (!isGuid(product.productCode)) return false;
-  StoreLock lock;
-  const std::string path = productFile(product.productCode);
-  const std::string temporary = path + ".tmp." + std::to_string(::getpid());
-  const std::string text = serialise(product);
-  int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-  if (fd < 0) return false;
-  const bool written = ::write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size()) && ::fsync(fd) == 0;
-  ::close(fd);
-  if (!written || std::rename(temporary.c_str(), path.c_str()) != 0) {
-    std::remove(temporary.c_str());
-    return false;
-  }
-  return true;
+  FileLock lock(storeLockPath(), FileLock::kExclusive);
+  return replaceFile(productFile(product.productCode), serialise(product));
 }
 
 bool removeInstalledProduct(std::u16string_view productCode) {
   if (!isGuid(productCode)) return false;
-  StoreLock lock;
+  FileLock lock(storeLockPath(), FileLock::kExclusive);
   return std::remove(productFile(productCode).c_str()) == 0;
 }
 

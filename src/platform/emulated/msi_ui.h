@@ -1,0 +1,122 @@
+// Windows Installer's user interface and logging (msi.h): the external UI
+// handler, the internal UI level and the log, with the SDK's names, values
+// and signatures. The engine sends every message through one path
+// (installer/ui_messages.h) that serves both.
+#pragma once
+
+#include "platform/emulated/win_types.h"
+
+// Message types: the high byte of a message's type; the low bytes carry
+// the MB_* button and icon flags of error and warning messages.
+typedef enum tagINSTALLMESSAGE {
+  INSTALLMESSAGE_FATALEXIT = 0x00000000L,
+  INSTALLMESSAGE_ERROR = 0x01000000L,
+  INSTALLMESSAGE_WARNING = 0x02000000L,
+  INSTALLMESSAGE_USER = 0x03000000L,
+  INSTALLMESSAGE_INFO = 0x04000000L,
+  INSTALLMESSAGE_FILESINUSE = 0x05000000L,
+  INSTALLMESSAGE_RESOLVESOURCE = 0x06000000L,
+  INSTALLMESSAGE_OUTOFDISKSPACE = 0x07000000L,
+  INSTALLMESSAGE_ACTIONSTART = 0x08000000L,
+  INSTALLMESSAGE_ACTIONDATA = 0x09000000L,
+  INSTALLMESSAGE_PROGRESS = 0x0A000000L,
+  INSTALLMESSAGE_COMMONDATA = 0x0B000000L,
+  INSTALLMESSAGE_INITIALIZE = 0x0C000000L,
+  INSTALLMESSAGE_TERMINATE = 0x0D000000L,
+  INSTALLMESSAGE_SHOWDIALOG = 0x0E000000L,
+  INSTALLMESSAGE_PERFORMANCE = 0x0F000000L,
+  INSTALLMESSAGE_RMFILESINUSE = 0x19000000L,
+  INSTALLMESSAGE_INSTALLSTART = 0x1A000000L,
+  INSTALLMESSAGE_INSTALLEND = 0x1B000000L,
+} INSTALLMESSAGE;
+
+// Bits of a message filter and of a log mode: 1 << (message type >> 24).
+// Some bits mean one thing to the handler and another to the log.
+typedef enum tagINSTALLLOGMODE {
+  INSTALLLOGMODE_FATALEXIT = 1 << (INSTALLMESSAGE_FATALEXIT >> 24),
+  INSTALLLOGMODE_ERROR = 1 << (INSTALLMESSAGE_ERROR >> 24),
+  INSTALLLOGMODE_WARNING = 1 << (INSTALLMESSAGE_WARNING >> 24),
+  INSTALLLOGMODE_USER = 1 << (INSTALLMESSAGE_USER >> 24),
+  INSTALLLOGMODE_INFO = 1 << (INSTALLMESSAGE_INFO >> 24),
+  INSTALLLOGMODE_RESOLVESOURCE = 1 << (INSTALLMESSAGE_RESOLVESOURCE >> 24),
+  INSTALLLOGMODE_OUTOFDISKSPACE = 1 << (INSTALLMESSAGE_OUTOFDISKSPACE >> 24),
+  INSTALLLOGMODE_ACTIONSTART = 1 << (INSTALLMESSAGE_ACTIONSTART >> 24),
+  INSTALLLOGMODE_ACTIONDATA = 1 << (INSTALLMESSAGE_ACTIONDATA >> 24),
+  INSTALLLOGMODE_COMMONDATA = 1 << (INSTALLMESSAGE_COMMONDATA >> 24),
+  INSTALLLOGMODE_PROPERTYDUMP = 1 << (INSTALLMESSAGE_PROGRESS >> 24),      // log only
+  INSTALLLOGMODE_VERBOSE = 1 << (INSTALLMESSAGE_INITIALIZE >> 24),         // log only
+  INSTALLLOGMODE_EXTRADEBUG = 1 << (INSTALLMESSAGE_TERMINATE >> 24),       // log only
+  INSTALLLOGMODE_LOGONLYONERROR = 1 << (INSTALLMESSAGE_SHOWDIALOG >> 24),  // log only
+  INSTALLLOGMODE_LOGPERFORMANCE = 1 << (INSTALLMESSAGE_PERFORMANCE >> 24), // log only
+  INSTALLLOGMODE_PROGRESS = 1 << (INSTALLMESSAGE_PROGRESS >> 24),          // handler only
+  INSTALLLOGMODE_INITIALIZE = 1 << (INSTALLMESSAGE_INITIALIZE >> 24),      // handler only
+  INSTALLLOGMODE_TERMINATE = 1 << (INSTALLMESSAGE_TERMINATE >> 24),        // handler only
+  INSTALLLOGMODE_SHOWDIALOG = 1 << (INSTALLMESSAGE_SHOWDIALOG >> 24),      // handler only
+  INSTALLLOGMODE_FILESINUSE = 1 << (INSTALLMESSAGE_FILESINUSE >> 24),
+  INSTALLLOGMODE_RMFILESINUSE = 1 << (INSTALLMESSAGE_RMFILESINUSE >> 24),
+  INSTALLLOGMODE_INSTALLSTART = 1 << (INSTALLMESSAGE_INSTALLSTART >> 24),
+  INSTALLLOGMODE_INSTALLEND = 1 << (INSTALLMESSAGE_INSTALLEND >> 24),
+} INSTALLLOGMODE;
+
+typedef enum tagINSTALLLOGATTRIBUTES {
+  INSTALLLOGATTRIBUTES_APPEND = 1 << 0,
+  INSTALLLOGATTRIBUTES_FLUSHEACHLINE = 1 << 1,
+} INSTALLLOGATTRIBUTES;
+
+typedef enum tagINSTALLUILEVEL {
+  INSTALLUILEVEL_NOCHANGE = 0,
+  INSTALLUILEVEL_DEFAULT = 1,
+  INSTALLUILEVEL_NONE = 2,
+  INSTALLUILEVEL_BASIC = 3,
+  INSTALLUILEVEL_REDUCED = 4,
+  INSTALLUILEVEL_FULL = 5,
+  INSTALLUILEVEL_ENDDIALOG = 0x80,
+  INSTALLUILEVEL_PROGRESSONLY = 0x40,
+  INSTALLUILEVEL_HIDECANCEL = 0x20,
+  INSTALLUILEVEL_SOURCERESONLY = 0x100,
+  INSTALLUILEVEL_UACONLY = 0x200,
+} INSTALLUILEVEL;
+
+// Answers of a handler (winuser.h), and the button and icon flags that
+// error and warning messages carry in their low bytes.
+#ifndef IDOK
+#define IDOK 1
+#define IDCANCEL 2
+#define IDABORT 3
+#define IDRETRY 4
+#define IDIGNORE 5
+#define IDYES 6
+#define IDNO 7
+#endif
+#ifndef MB_OK
+#define MB_OK 0x00000000L
+#define MB_OKCANCEL 0x00000001L
+#define MB_ABORTRETRYIGNORE 0x00000002L
+#define MB_YESNOCANCEL 0x00000003L
+#define MB_YESNO 0x00000004L
+#define MB_RETRYCANCEL 0x00000005L
+#define MB_ICONERROR 0x00000010L
+#define MB_ICONWARNING 0x00000030L
+#define MB_ICONINFORMATION 0x00000040L
+#endif
+
+// The external UI handler: context as registered, the message's type with
+// its flags, and its text (null for messages that carry none).
+typedef INT (*INSTALLUI_HANDLERW)(LPVOID pvContext, UINT iMessageType, LPCWSTR szMessage);
+
+extern "C" {
+
+// Installs puiHandler (null removes it) for the messages whose bits are set
+// in dwMessageFilter, process-wide; returns the handler installed before.
+INSTALLUI_HANDLERW MsiSetExternalUIW(INSTALLUI_HANDLERW puiHandler, DWORD dwMessageFilter, LPVOID pvContext);
+
+// Sets the internal UI level, process-wide, and returns the previous one;
+// INSTALLUILEVEL_NOCHANGE (and nothing changed) for an invalid level. The
+// emulated internal UI shows nothing at any level.
+INSTALLUILEVEL MsiSetInternalUI(INSTALLUILEVEL dwUILevel, HWND* phWnd);
+
+// The log of every later installation in this process: a null path turns
+// logging off; a path with a mode of 0 gives ERROR_INVALID_PARAMETER.
+UINT MsiEnableLogW(DWORD dwLogMode, LPCWSTR szLogFile, DWORD dwLogAttributes);
+
+}  // extern "C"

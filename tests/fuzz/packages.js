@@ -1,0 +1,113 @@
+#!/usr/bin/env node
+'use strict';
+// Damaged default packages: a seeded fuzzer bounded in time, for CI.
+//
+// 1. The native fuzzer (package_fuzz, tests/fuzz/package_fuzz.cc) runs the
+//    package inspections on up to 3,000 mutants of the sample package, one
+//    child process each, for at most PACKAGE_FUZZ_SECONDS (default 60).
+// 2. A few dozen mutants become the default package of a fresh emulated
+//    machine (beside the host executable, and in the current directory
+//    where msi_package_info looks), and a UI process calls every method of
+//    msi_product_info and msi_package_info on it, synchronously and
+//    asynchronously.
+// Any crash, hang or output on stderr fails. The seed changes daily and is
+// printed; PACKAGE_FUZZ_SEED repeats a run. One summary line; exit status 1
+// on any failure.
+const { spawnSync } = require('child_process');
+const fs = require('fs');
+const os = require('os');
+const path = require('path');
+
+const root = path.join(__dirname, '..', '..');
+const buildDir = process.env.INSTALLER_ORNEL_BUILD_DIR || path.join(root, 'build');
+const fuzzer = path.join(buildDir, 'tests', 'fuzz', 'package_fuzz');
+const sample = path.join(buildDir, 'tests', 'fixtures', 'sample.msi');
+const seed = Number(process.env.PACKAGE_FUZZ_SEED || Math.floor(Date.now() / 86400000));
+const seconds = Number(process.env.PACKAGE_FUZZ_SECONDS || 60);
+const SCRIPT_MUTANTS = 36;
+const PACKAGE = 'brindle_installer.msi';
+
+// Every inspection method, called on the default package in one UI process.
+const inspections = `
+const { query } = require(${JSON.stringify(root)});
+const product = query('msi_product_info'), packageInfo = query('msi_package_info');
+const calls = [
+  [product, 'getProductName'], [product, 'getInstallDirectory'], [product, 'getMsiFilePath'],
+  [product, 'getProductCode'], [product, 'getProperty', 'ProductVersion'], [product, 'getProductFeatures', []],
+  [product, 'getSetupType'], [product, 'getCabFileNames'],
+  [product, 'executeQuery', 'SELECT \`Property\`, \`Value\` FROM \`Property\`'],
+  [product, 'getConflictedProductInfo', {}], [product, 'getRebrandingCode'], [product, 'getPremiumLink'],
+  [packageInfo, 'isValid'], [packageInfo, 'getPackageCode'],
+];
+let opened = true;
+for (const [service, method, ...args] of calls) {
+  try { service[method](...args); } catch (e) { if (!/^msiProductInfo error: \\d+$/.test(e.message)) throw e; opened = false; }
+}
+// The asynchronous form of a call that throws calls nothing back, so a
+// refused package owes only msi_package_info's callbacks.
+let pending = opened ? calls.length : 2;
+for (const [service, method, ...args] of calls) service[method](...args, () => { pending -= 1; });
+process.on('exit', () => console.log(JSON.stringify({ opened, pending })));
+`;
+
+function fail(message) {
+  console.log(`packages fuzz: FAILED (seed ${seed}): ${message}`);
+  process.exit(1);
+}
+
+function runNative() {
+  const result = spawnSync(fuzzer, ['--package', sample, '--seed', String(seed), '--count', '3000',
+    '--seconds', String(seconds)], { encoding: 'utf8', env: { ...process.env, INSTALLER_ORNEL_MACHINE: machineRoot() } });
+  if (result.error) fail(`${result.error.message} (run npm run build first)`);
+  if (result.stderr) process.stderr.write(result.stderr);
+  return { ok: result.status === 0, summary: result.stdout.trim() };
+}
+
+function machineRoot() {
+  return fs.mkdtempSync(path.join(os.tmpdir(), 'ornel-fuzz-machine-'));
+}
+
+// One mutant as the default package; a failure text, or null.
+function runScript(mutant, counts) {
+  const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'ornel-fuzz-ui-'));
+  const machine = path.join(dir, 'machine');
+  fs.mkdirSync(path.join(machine, 'drive_c', 'Setup'), { recursive: true });
+  fs.writeFileSync(path.join(machine, 'machine.conf'), 'hostExecutable=C:\\Setup\\setup.exe\n');
+  fs.copyFileSync(mutant, path.join(machine, 'drive_c', 'Setup', PACKAGE));
+  fs.copyFileSync(mutant, path.join(dir, PACKAGE));
+  const child = spawnSync(process.execPath, ['-e', inspections], {
+    cwd: dir,
+    encoding: 'utf8',
+    timeout: 60000,
+    // As a user runs it: libmsi's messages routed away, none on stderr.
+    env: { ...process.env, INSTALLER_ORNEL_MACHINE: machine, INSTALLER_ORNEL_MSI_WARNINGS: '' },
+  });
+  fs.rmSync(dir, { recursive: true, force: true });
+  if (child.error) return `${path.basename(mutant)}: ${child.error.code === 'ETIMEDOUT' ? 'hang' : child.error.message}`;
+  if (child.signal || child.status !== 0) return `${path.basename(mutant)}: ${child.signal || `exit ${child.status}`} ${child.stderr}`;
+  if (child.stderr) return `${path.basename(mutant)}: stderr: ${child.stderr.slice(0, 300)}`;
+  const outcome = JSON.parse(child.stdout.trim().split('\n').pop());
+  if (outcome.pending !== 0) return `${path.basename(mutant)}: ${outcome.pending} callbacks never came`;
+  counts[outcome.opened ? 'opened' : 'refused'] += 1;
+  return null;
+}
+
+function main() {
+  if (!fs.existsSync(fuzzer) || !fs.existsSync(sample)) fail(`${fuzzer} or ${sample} missing (run npm run build first)`);
+  const native = runNative();
+  const mutants = fs.mkdtempSync(path.join(os.tmpdir(), 'ornel-fuzz-mutants-'));
+  const emitted = spawnSync(fuzzer, ['--package', sample, '--seed', String(seed + 1), '--count', String(SCRIPT_MUTANTS),
+    '--emit', mutants], { encoding: 'utf8' });
+  if (emitted.status !== 0) fail(`could not write the mutants: ${emitted.stderr}`);
+  const counts = { opened: 0, refused: 0 };
+  const failures = fs.readdirSync(mutants).map((name) => runScript(path.join(mutants, name), counts)).filter(Boolean);
+  fs.rmSync(mutants, { recursive: true, force: true });
+  for (const failure of failures) console.error(failure);
+  const script = `${SCRIPT_MUTANTS} default packages, ${counts.opened} opened, ${counts.refused} refused, ` +
+    `${failures.length} failures`;
+  const ok = native.ok && failures.length === 0;
+  console.log(`packages fuzz: ${ok ? 'ok' : 'FAILED'} (seed ${seed}); ${native.summary}; script: ${script}`);
+  process.exit(ok ? 0 : 1);
+}
+
+main();
