@@ -17,15 +17,15 @@
 // one: a round that dies, or outlives its time by the grace below, fails.
 //
 //   node tests/fuzz/script_values.js
-//   FUZZ_SEED=1234 FUZZ_SECONDS=60 node tests/fuzz/script_values.js
+//   SCRIPT_FUZZ_SEED=1234 SCRIPT_FUZZ_SECONDS=60 node tests/fuzz/script_values.js
 //
 // The seed is printed first; the same seed repeats the same synchronous
 // calls (the order in which asynchronous results arrive is the machine's).
 // Exit status 0 when every round passed, 1 otherwise.
 const { spawn, execFileSync } = require('child_process');
 const fs = require('fs');
-const os = require('os');
 const path = require('path');
+const { packageMachine } = require('../js/package_machine');
 
 const root = path.join(__dirname, '..', '..');
 const buildDir = process.env.INSTALLER_ORNEL_BUILD_DIR || path.join(root, 'build');
@@ -200,9 +200,9 @@ function makeValues(rand, seen) {
 // --- one round, in its own process ---------------------------------------
 
 function round() {
-  const rand = generator(Number(process.env.FUZZ_SEED));
-  const deadline = Date.now() + Number(process.env.FUZZ_ROUND_MS);
-  const log = fs.openSync(process.env.FUZZ_CALL_LOG, 'w');
+  const rand = generator(Number(process.env.SCRIPT_FUZZ_SEED));
+  const deadline = Date.now() + Number(process.env.SCRIPT_FUZZ_ROUND_MS);
+  const log = fs.openSync(process.env.SCRIPT_FUZZ_CALL_LOG, 'w');
   const { query } = require(root);
   const seen = [];
   const value = makeValues(rand, seen);
@@ -318,31 +318,27 @@ function round() {
 
 // --- the driver -------------------------------------------------------------
 
-function machine(dir, fixture) {
-  const machineRoot = path.join(dir, 'machine');
-  const setup = path.join(machineRoot, 'drive_c', 'Setup');
-  fs.mkdirSync(setup, { recursive: true });
-  fs.writeFileSync(path.join(machineRoot, 'machine.conf'), 'hostExecutable=C:\\Setup\\setup.exe\n');
+// A fresh UI directory with `fixture` as the default package, and an older
+// and a newer version of the product installed, for the conflict and
+// version queries to find.
+function machine(fixture) {
+  const ui = packageMachine(fixture);
   const packageFile = path.join(buildDir, 'tests', 'fixtures', `${fixture}.msi`);
-  fs.copyFileSync(packageFile, path.join(setup, 'brindle_installer.msi'));
-  // An older and a newer version of the product installed, for the
-  // conflict and version queries to find.
   const tool = path.join(root, 'tools', 'machine.js');
-  const env = { ...process.env, INSTALLER_ORNEL_MACHINE: machineRoot };
-  for (const version of ['0.9.0', '99.0.0']) {
+  for (const [version, code] of [['0.9.0', '09'], ['99.0.0', '99']]) {
     execFileSync(process.execPath, [tool, 'register', packageFile, '--version', version,
-      '--product-code', `{00000000-0000-0000-0000-0000000000${version === '0.9.0' ? '09' : '99'}}`],
-    { env, stdio: 'ignore' });
+      '--product-code', `{00000000-0000-0000-0000-0000000000${code}}`], { env: ui.env, stdio: 'ignore' });
   }
-  return machineRoot;
+  return ui;
 }
 
 function runRound(index, seed, ms) {
-  const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'ornel-fuzz-'));
   const fixture = FIXTURES[index % FIXTURES.length];
+  const ui = machine(fixture);
+  const dir = ui.dir;
   const callLog = path.join(dir, 'calls.log');
-  const env = { ...process.env, INSTALLER_ORNEL_MACHINE: machine(dir, fixture), FUZZ_SEED: String(seed),
-    FUZZ_ROUND_MS: String(ms), FUZZ_CALL_LOG: callLog };
+  const env = { ...ui.env, SCRIPT_FUZZ_SEED: String(seed), SCRIPT_FUZZ_ROUND_MS: String(ms),
+    SCRIPT_FUZZ_CALL_LOG: callLog };
   return new Promise((resolve) => {
     const child = spawn(process.execPath, [__filename, '--round'], { cwd: dir, env });
     let stdout = '';
@@ -375,7 +371,7 @@ function runRound(index, seed, ms) {
         if (stderr) console.log(`  stderr:\n${stderr.slice(-3000)}`);
         console.log(`  machine kept in ${dir}`);
       } else {
-        fs.rmSync(dir, { recursive: true, force: true });
+        ui.remove();
       }
       resolve({ ok: !problem, stats });
     });
@@ -383,10 +379,10 @@ function runRound(index, seed, ms) {
 }
 
 async function drive() {
-  const seed = process.env.FUZZ_SEED ? Number(process.env.FUZZ_SEED) >>> 0 : Math.floor(Math.random() * 2 ** 32);
-  const seconds = Number(process.env.FUZZ_SECONDS || 60);
+  const seed = process.env.SCRIPT_FUZZ_SEED ? Number(process.env.SCRIPT_FUZZ_SEED) >>> 0 : Math.floor(Math.random() * 2 ** 32);
+  const seconds = Number(process.env.SCRIPT_FUZZ_SECONDS || 60);
   const rounds = Math.max(1, Math.ceil(seconds / ROUND_SECONDS));
-  console.log(`script_values: seed ${seed}, ${seconds} s in ${rounds} rounds (FUZZ_SEED, FUZZ_SECONDS to repeat)`);
+  console.log(`script_values: seed ${seed}, ${seconds} s in ${rounds} rounds (SCRIPT_FUZZ_SEED, SCRIPT_FUZZ_SECONDS to repeat)`);
   let passed = 0;
   const total = { sync: 0, async: 0, callbacks: 0, errors: 0, ownThrows: 0, callbackThrows: 0 };
   for (let i = 0; i < rounds; ++i) {
