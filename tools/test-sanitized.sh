@@ -33,10 +33,17 @@ rm -rf "$reports"
 mkdir -p "$reports"
 status=0
 bash "$root/tools/build.sh" -DINSTALLER_ORNEL_ASAN=ON -DINSTALLER_ORNEL_BENCH=OFF || status=1
+# UndefinedBehaviorSanitizer writes its fatal reports to stderr whatever
+# log_path says, so the runners' output is searched for them as well.
+output="$build/sanitized-tests.log"
 if ((status == 0)); then
-  ctest --test-dir "$build" --output-on-failure -j "$(nproc)" || status=1
-  (cd "$root" && LD_PRELOAD="$preload" ASAN_OPTIONS="$ASAN_OPTIONS:detect_leaks=0" node --test tests/js/) ||
+  ctest --test-dir "$build" --output-on-failure -j "$(nproc)" 2>&1 | tee "$output" || status=1
+  (cd "$root" && LD_PRELOAD="$preload" ASAN_OPTIONS="$ASAN_OPTIONS:detect_leaks=0" node --test tests/js/) 2>&1 |
+    tee -a "$output" || status=1
+  if grep -q -e 'runtime error:' -e 'Sanitizer' "$output"; then
+    echo "test-sanitized: sanitizer output in the tests' output ($output)" >&2
     status=1
+  fi
 fi
 
 shopt -s nullglob
