@@ -1,15 +1,18 @@
 #!/usr/bin/env bash
-# Installs the Debian packages of tools/debian-packages.txt that are missing.
+# Installs the Debian packages of a list that are missing: by default
+# tools/debian-packages.txt (what the build and npm test need), or the list
+# given as the one argument (tools/ci-packages.txt for CI's extra checks).
 # Idempotent, and silent when everything is present.
 set -euo pipefail
 here="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
+list="${1:-$here/debian-packages.txt}"
 
 missing=()
 while read -r pkg; do
   [[ -z "$pkg" || "$pkg" == \#* ]] && continue
   status="$(dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null || true)"
   [[ "$status" == "install ok installed" ]] || missing+=("$pkg")
-done < "$here/debian-packages.txt"
+done < "$list"
 
 ((${#missing[@]} == 0)) && exit 0
 

@@ -10,10 +10,27 @@
 #include <string>
 
 #ifdef _WIN32
+// The add-on is a Unicode program: the generic names of the SDK (LPCTSTR,
+// MSIDBOPEN_READONLY, ...) are wide, as the emulated machine declares them.
+// The build defines these too; a source that includes the SDK's headers
+// before this one gets them from there.
+#ifndef UNICODE
+#define UNICODE
+#endif
+#ifndef _UNICODE
+#define _UNICODE
+#endif
 #ifndef NOMINMAX
 #define NOMINMAX
 #endif
+// Without it <windows.h> brings in winsock.h, which clashes with the
+// winsock2.h that libuv (and so node.h) includes after it. What it leaves
+// out and the add-on uses is included by name below.
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
 #include <windows.h>
+#include <shellapi.h>
 #include <msi.h>
 #include <msiquery.h>
 #include <shlobj.h>

@@ -64,7 +64,7 @@ std::unique_ptr<MsiProductInfoInterface> openMsiProductInstalledInfo(const platf
 
 std::uint32_t getRelatedProducts(const platform::wstring& upgradeCode, std::vector<platform::wstring>& products) {
   products.clear();
-  WCHAR buffer[MSI_GUID_CHARS + 1] = {};
+  WCHAR buffer[MAX_GUID_CHARS + 1] = {};
   const std::uint32_t code = MsiEnumRelatedProductsW(upgradeCode.c_str(), 0, 0, buffer);
   if (code == ERROR_SUCCESS) products.emplace_back(buffer);
   return code;

@@ -32,7 +32,7 @@ typedef enum tagINSTALLSTATE {
 #define INSTALLPROPERTY_VERSIONMINOR u"VersionMinor"
 
 // Length of a GUID in its braced text form, without the terminator.
-#define MSI_GUID_CHARS 38
+#define MAX_GUID_CHARS 38
 
 extern "C" {
 

@@ -11,12 +11,18 @@
 // Defines the record for module `name` with initialisation `init`
 // (void init(v8::Local<v8::Object> exports)), and the exported constructor
 // _register_<name>_ that registers it.
-#ifdef _WIN32
+// MSVC has no constructor attribute: a pointer in the C runtime's
+// initialiser section does the same. GCC and Clang, MinGW included, have it;
+// on Windows the export is a DLL export instead of a visible symbol.
+#if defined(_MSC_VER)
 #pragma section(".CRT$XCU", read)
 #define INSTALLER_ORNEL_CONSTRUCTOR(fn)                          \
   static void __cdecl fn(void);                                  \
   __declspec(dllexport, allocate(".CRT$XCU")) void(__cdecl * fn##_)(void) = fn; \
   static void __cdecl fn(void)
+#elif defined(_WIN32)
+#define INSTALLER_ORNEL_CONSTRUCTOR(fn) \
+  extern "C" __declspec(dllexport) __attribute__((constructor)) void fn##_(void)
 #else
 #define INSTALLER_ORNEL_CONSTRUCTOR(fn) \
   extern "C" __attribute__((visibility("default"), constructor)) void fn##_(void)

@@ -1,6 +1,6 @@
 // CreateFileW and WriteFile of the emulated machine: Windows file semantics
 // (dispositions, share modes, append-only access, error codes) over host
-// file descriptors.
+// file descriptors. A write on a full disk writes nothing, as on Windows.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -153,14 +153,34 @@ HANDLE createFile(const Request& r) {
   return handle;
 }
 
+bool isDiskFull(int error) { return win32ErrorFromErrno(error) == ERROR_DISK_FULL; }
+
+// Windows writes the whole buffer or, when the disk is full, nothing: the
+// call fails with ERROR_DISK_FULL and reports 0 bytes written. A host write
+// may stop part way when the room runs out, so the part it wrote at the end
+// of the file is cut off again. (Bytes that overwrote earlier content in
+// the middle of the file before the room ran out stay overwritten.)
+void undoPartialWrite(int fd, DWORD done) {
+  const off_t end = ::lseek(fd, 0, SEEK_CUR);
+  struct stat st;
+  if (end < static_cast<off_t>(done) || ::fstat(fd, &st) != 0 || st.st_size != end) return;
+  const off_t start = end - static_cast<off_t>(done);
+  if (::ftruncate(fd, start) == 0) ::lseek(fd, start, SEEK_SET);
+}
+
 BOOL writeAll(int fd, const char* data, DWORD size, LPDWORD written) {
   DWORD done = 0;
   while (done < size) {
     ssize_t n = ::write(fd, data + done, size - done);
     if (n < 0 && errno == EINTR) continue;
     if (n <= 0) {
+      const int error = n < 0 ? errno : ENOSPC;
+      if (isDiskFull(error)) {
+        if (done > 0) undoPartialWrite(fd, done);
+        done = 0;
+      }
       if (written) *written = done;
-      setLastErrorFromErrno(n < 0 ? errno : ENOSPC);
+      setLastErrorFromErrno(error);
       return FALSE;
     }
     done += static_cast<DWORD>(n);

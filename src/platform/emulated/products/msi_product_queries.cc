@@ -64,7 +64,7 @@ extern "C" UINT MsiEnumRelatedProductsW(LPCWSTR lpUpgradeCode, DWORD dwReserved,
   for (const InstalledProduct& product : installedProducts()) {
     if (!sameGuid(product.upgradeCode, lpUpgradeCode)) continue;
     if (index++ == iProductIndex) {
-      copyTerminated(product.productCode, lpProductBuf, MSI_GUID_CHARS + 1);
+      copyTerminated(product.productCode, lpProductBuf, MAX_GUID_CHARS + 1);
       return ERROR_SUCCESS;
     }
   }
