@@ -245,11 +245,8 @@ function verdict({ code, signal, hung, stdout, stderr }) {
   else if (signal) problem = `died of ${signal}`;
   else if (code !== 0) problem = `exited with ${code}: ${stdout.slice(Math.max(0, stdout.indexOf('FAIL'))).slice(0, 1500)}`;
   else if (GLIB_NOISE.test(stderr)) problem = 'GLib wrote to stderr';
-  try {
-    return { problem, stats: JSON.parse(stdout.trim().split('\n').pop()) };
-  } catch (e) {
-    return { problem: problem || `no summary: ${stdout.slice(-200)}`, stats: {} };
-  }
+  const stats = attempt(() => JSON.parse(stdout.trim().split('\n').pop()), () => null);
+  return { problem: problem || (stats ? null : `no summary: ${stdout.slice(-200)}`), stats: stats || {} };
 }
 
 function runRound(index, seed, ms) {

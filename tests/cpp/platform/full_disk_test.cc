@@ -1,7 +1,6 @@
-// WriteFile when the disk fills up part way through a buffer: as on Windows
-// the call fails with ERROR_DISK_FULL, reports 0 bytes written and leaves
-// the file as it was. The room is made to run out with the process's file
-// size limit (each test runs in a process of its own under ctest).
+// WriteFile when the disk fills up part way through a buffer: as on Windows it fails with
+// ERROR_DISK_FULL, reports 0 bytes written and leaves the file as it was. The room runs out at
+// the process's file size limit (each test runs in a process of its own under ctest).
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
