@@ -226,18 +226,6 @@ function round() {
 
 // --- the driver -------------------------------------------------------------
 
-// A fresh UI directory with `fixture` as the default package, and an older and a newer version of
-// the product installed for the conflict and version queries.
-function machine(fixture) {
-  const ui = packageMachine(fixture);
-  const packageFile = path.join(buildDir, 'tests', 'fixtures', `${fixture}.msi`);
-  for (const [version, code] of [['0.9.0', '09'], ['99.0.0', '99']]) {
-    execFileSync(process.execPath, [path.join(root, 'tools', 'machine.js'), 'register', packageFile, '--version',
-      version, '--product-code', `{00000000-0000-0000-0000-0000000000${code}}`], { env: ui.env, stdio: 'ignore' });
-  }
-  return ui;
-}
-
 // Why the round failed, or null; its stats from the last line of stdout.
 function verdict({ code, signal, hung, stdout, stderr }) {
   let problem = null;
@@ -250,8 +238,15 @@ function verdict({ code, signal, hung, stdout, stderr }) {
 }
 
 function runRound(index, seed, ms) {
+  // A fresh UI directory with `fixture` as the default package, and an older and a newer version of
+  // the product installed for the conflict and version queries.
   const fixture = FIXTURES[index % FIXTURES.length];
-  const ui = machine(fixture);
+  const ui = packageMachine(fixture);
+  const packageFile = path.join(buildDir, 'tests', 'fixtures', `${fixture}.msi`);
+  for (const [version, code] of [['0.9.0', '09'], ['99.0.0', '99']]) {
+    execFileSync(process.execPath, [path.join(root, 'tools', 'machine.js'), 'register', packageFile, '--version',
+      version, '--product-code', `{00000000-0000-0000-0000-0000000000${code}}`], { env: ui.env, stdio: 'ignore' });
+  }
   const callLog = path.join(ui.dir, 'calls.log');
   const env = { ...ui.env, SCRIPT_FUZZ_SEED: String(seed), SCRIPT_FUZZ_ROUND_MS: String(ms),
     SCRIPT_FUZZ_CALL_LOG: callLog };
