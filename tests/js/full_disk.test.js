@@ -1,8 +1,7 @@
 'use strict';
-// Tracing on a full disk, as the script sees it: the trace file opens (as
-// on Windows, where creating or opening a file needs no free room), so
-// turnOnTraces returns 0 and the state reads on, but every line is lost;
-// once there is room again, turning tracing off and on resumes the file.
+// Tracing on a full disk: the trace file opens (on Windows opening a file needs no room), so
+// turnOnTraces returns 0 and the state reads on, but every line is lost; once there is room again,
+// turning tracing off and on resumes the file.
 const test = require('node:test');
 const assert = require('node:assert');
 const fs = require('fs');

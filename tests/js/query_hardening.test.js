@@ -41,23 +41,15 @@ test('hostile query texts and property names give [] and "" in both call forms',
     const names = ${JSON.stringify(HOSTILE_NAMES)};
     out.sync = queries.map((q) => product.executeQuery(q));
     out.names = names.map((n) => product.getProperty(n));
-    out.async = [];
-    out.asyncNames = [];
-    let pending = queries.length + names.length;
-    const finish = () => {
-      if (--pending > 0) return;
+    const later = (method, list) => Promise.all(list.map((x) => new Promise((resolve) => method.call(product, x, resolve))));
+    Promise.all([later(product.executeQuery, queries), later(product.getProperty, names)]).then(([rows, values]) => {
       // The package lock is free again: a plain call still answers.
-      out.after = product.getProductName();
+      Object.assign(out, { async: rows, asyncNames: values, after: product.getProductName() });
       done();
-    };
-    queries.forEach((q, i) => product.executeQuery(q, (rows) => { out.async[i] = rows; finish(); }));
-    names.forEach((n, i) => product.getProperty(n, (value) => { out.asyncNames[i] = value; finish(); }));`);
+    });`);
   const empty = Array(QUERY_COUNT).fill([]);
-  assert.deepStrictEqual(out.sync, empty);
-  assert.deepStrictEqual(out.async, empty);
-  assert.deepStrictEqual(out.names, HOSTILE_NAMES.map(() => ''));
-  assert.deepStrictEqual(out.asyncNames, HOSTILE_NAMES.map(() => ''));
-  assert.strictEqual(out.after, 'Ornel Sample');
+  const blank = HOSTILE_NAMES.map(() => '');
+  assert.deepStrictEqual(out, { sync: empty, names: blank, async: empty, asyncNames: blank, after: 'Ornel Sample' });
 });
 
 test('a quote in the parent of INSTALLDIR is a name like any other', () => {

@@ -1,8 +1,7 @@
 'use strict';
-// The add-on serves the main thread only. A Worker's load throws, whether
-// the Worker is the first to load the image or the main thread has it in
-// use with calls in flight; the Worker's end crashes nothing, and the main
-// thread loads and calls the add-on afterwards.
+// The add-on serves the main thread only. A Worker's load throws, whether it is the first to load the
+// image or the main thread has calls in flight; the Worker's end crashes nothing, and the main thread
+// loads and calls the add-on afterwards.
 const test = require('node:test');
 const assert = require('node:assert');
 const { spawnSync } = require('child_process');

@@ -5,6 +5,8 @@
 
 #include <regex>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "platform/emulated/products/installed_products.h"
@@ -15,11 +17,7 @@ namespace {
 
 using emulated::utf16ToUtf8;
 
-struct Received {
-  UINT type;
-  std::string text;
-};
-std::vector<Received> received;
+std::vector<std::pair<UINT, std::string>> received;  // type and text of each message
 int answerToActionStart = IDOK;
 
 INT recorder(LPVOID, UINT type, LPCWSTR text) {
@@ -45,10 +43,15 @@ class ActionsTest : public session_test::SessionTest {
   UINT run(const char16_t* action) { return MsiDoActionW(session_, action); }
   std::vector<std::string> texts(UINT type) const {
     std::vector<std::string> found;
-    for (const Received& message : received) {
-      if (message.type == type) found.push_back(message.text);
+    for (const auto& [messageType, text] : received) {
+      if (messageType == type) found.push_back(text);
     }
     return found;
+  }
+  INSTALLSTATE requested(const char16_t* feature) {
+    INSTALLSTATE installed, action;
+    EXPECT_EQ(MsiGetFeatureStateW(session_, feature, &installed, &action), ERROR_SUCCESS);
+    return action;
   }
 };
 
@@ -88,21 +91,13 @@ TEST_F(ActionsTest, FindRelatedProductsAppliesTheUpgradeAttributesAndMigratesFea
   // Tools (level 1) stays out.
   ASSERT_EQ(run(u"CostFinalize"), ERROR_SUCCESS);
   ASSERT_EQ(run(u"MigrateFeatureStates"), ERROR_SUCCESS);
-  INSTALLSTATE installed, action;
-  ASSERT_EQ(MsiGetFeatureStateW(session_, u"Manuals", &installed, &action), ERROR_SUCCESS);
-  EXPECT_EQ(action, INSTALLSTATE_LOCAL);
-  ASSERT_EQ(MsiGetFeatureStateW(session_, u"Tools", &installed, &action), ERROR_SUCCESS);
-  EXPECT_EQ(action, INSTALLSTATE_UNKNOWN);
+  EXPECT_EQ(requested(u"Manuals"), INSTALLSTATE_LOCAL);
+  EXPECT_EQ(requested(u"Tools"), INSTALLSTATE_UNKNOWN);
 }
 
 TEST_F(ActionsTest, CustomActionsByType) {
-  struct Case {
-    const char16_t* action;
-    UINT code;
-    const char16_t* property;  // what it sets, or nullptr
-    const char* value;
-  };
-  const Case cases[] = {
+  // The action, its result, and the property it sets (or nullptr) with its value.
+  const std::tuple<const char16_t*, UINT, const char16_t*, const char*> cases[] = {
       {u"SetGreeting", ERROR_SUCCESS, u"GREETING", "Hello Session Sample"},  // 51
       {u"SetVersionCopy", ERROR_SUCCESS, u"VERSIONCOPY", "2.0.1"},           // 51 + continue
       {u"SetLater", ERROR_SUCCESS, u"LATER", ""},                            // deferred: skipped
@@ -111,10 +106,10 @@ TEST_F(ActionsTest, CustomActionsByType) {
       {u"NoSuchAction", ERROR_FUNCTION_NOT_CALLED, nullptr, ""},
   };
   openActions();
-  for (const Case& c : cases) {
-    EXPECT_EQ(run(c.action), c.code) << utf16ToUtf8(c.action);
-    if (c.property != nullptr) {
-      EXPECT_EQ(property(c.property), c.value) << utf16ToUtf8(c.action);
+  for (const auto& [action, code, name, value] : cases) {
+    EXPECT_EQ(run(action), code) << utf16ToUtf8(action);
+    if (name != nullptr) {
+      EXPECT_EQ(property(name), value) << utf16ToUtf8(action);
     }
   }
   EXPECT_EQ(texts(INSTALLMESSAGE_ERROR), std::vector<std::string>{"Cannot go on: Session Sample"});
@@ -145,8 +140,8 @@ TEST_F(ActionsTest, FalseLaunchConditionFailsWithItsTextAndCancelEndsTheAction) 
 
   session_.close();
   const std::string log = read(hostPath("actions.log"));
-  for (const char* line :
-       {"LaunchConditions. Return value 1.", "LaunchConditions. Return value 3.", "CostInitialize. Return value 2."}) {
+  for (const char* line : {"LaunchConditions. Return value 1.", "LaunchConditions. Return value 3.",
+                            "CostInitialize. Return value 2."}) {
     EXPECT_NE(log.find(line), std::string::npos) << line << "\n" << log;
   }
 }
@@ -154,9 +149,8 @@ TEST_F(ActionsTest, FalseLaunchConditionFailsWithItsTextAndCancelEndsTheAction) 
 TEST_F(ActionsTest, AppSearchFindsRegistryValuesFilesAndDirectories) {
   namespace reg = emulated::registry;
   const auto key = reg::parseKeyPath(u"HKLM\\Software\\Ornel\\Session Sample");
-  ASSERT_TRUE(key);
   std::vector<reg::KeyPath> made;
-  ASSERT_EQ(reg::createKey(*key, &made), ERROR_SUCCESS);
+  ASSERT_TRUE(key && reg::createKey(*key, &made) == ERROR_SUCCESS);
   const std::u16string directory = u"C:\\Apps\\Found";
   const std::string text(reinterpret_cast<const char*>(directory.c_str()), (directory.size() + 1) * 2);
   ASSERT_EQ(reg::setValue(*key, {u"InstallDir", REG_SZ, text}), ERROR_SUCCESS);

@@ -1,12 +1,12 @@
-// WriteFile when the disk fills up part way through a buffer: as on Windows
-// the call fails with ERROR_DISK_FULL, reports 0 bytes written and leaves
-// the file as it was. The room is made to run out with the process's file
-// size limit (each test runs in a process of its own under ctest).
+// WriteFile when the disk fills up part way through a buffer: as on Windows it fails with
+// ERROR_DISK_FULL, reports 0 bytes written and leaves the file as it was. The room runs out at
+// the process's file size limit (each test runs in a process of its own under ctest).
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
 
 #include <string>
+#include <utility>
 
 #include "../support/temp_machine.h"
 #include "platform/windows.h"
@@ -34,16 +34,12 @@ class FullDisk : public test_support::TempMachineTest {
 };
 
 TEST_F(FullDisk, AWriteThatDoesNotFitWritesNothing) {
-  struct Case {
-    DWORD access;
-    DWORD disposition;
-  };
-  const Case cases[] = {{FILE_APPEND_DATA, OPEN_ALWAYS}, {GENERIC_WRITE, CREATE_ALWAYS}};
-  for (const Case& c : cases) {
-    HANDLE file = CreateFileW(u"C:\\full.log", c.access, FILE_SHARE_READ, nullptr, c.disposition, 0, nullptr);
+  const std::string first(60, 'a');
+  const std::string second(60, 'b');
+  const std::pair<DWORD, DWORD> accessAndDisposition[] = {{FILE_APPEND_DATA, OPEN_ALWAYS}, {GENERIC_WRITE, CREATE_ALWAYS}};
+  for (const auto& [access, disposition] : accessAndDisposition) {
+    HANDLE file = CreateFileW(u"C:\\full.log", access, FILE_SHARE_READ, nullptr, disposition, 0, nullptr);
     ASSERT_NE(file, INVALID_HANDLE_VALUE);
-    const std::string first(60, 'a');
-    const std::string second(60, 'b');
     DWORD written = 99;
     ASSERT_TRUE(WriteFile(file, first.data(), 60, &written, nullptr));
     EXPECT_EQ(written, 60u);
