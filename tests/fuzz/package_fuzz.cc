@@ -7,7 +7,6 @@
 //   package_fuzz --package P.msi [--seed N] [--count N] [--seconds S] [--keep DIR]
 //   package_fuzz --package P.msi --emit DIR [--seed N] [--count N]   (mutants for the script-level
 //       fuzzer, half of them passing the package check)
-//   package_fuzz --replay MUTANT.msi   (inspects in this process, for a debugger)
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -39,7 +38,7 @@ constexpr std::size_t kSector = 512;
 constexpr unsigned kChildSeconds = 20;
 
 struct Options {
-  std::string package, keep, emit, replay;
+  std::string package, keep, emit;
   std::uint32_t seed = 1;
   long count = 3000;
   double seconds = 1e9;
@@ -179,13 +178,12 @@ bool parse(int argc, char** argv, Options& options) {
     if (name == "--package") options.package = value;
     else if (name == "--keep") options.keep = value;
     else if (name == "--emit") options.emit = value;
-    else if (name == "--replay") options.replay = value;
     else if (name == "--seed") options.seed = std::uint32_t(std::stoul(value));
     else if (name == "--count") options.count = std::stol(value);
     else if (name == "--seconds") options.seconds = std::stod(value);
     else return false;
   }
-  return (!options.package.empty() || !options.replay.empty()) && argc % 2 == 1;
+  return !options.package.empty() && argc % 2 == 1;
 }
 
 std::string fileName(const std::string& directory, long index) { return directory + "/mutant-" + std::to_string(index) + ".msi"; }
@@ -255,15 +253,8 @@ int fuzz(const Options& options, const std::string& original) {
 int main(int argc, char** argv) {
   Options options;
   if (!parse(argc, argv, options)) {
-    std::fprintf(stderr, "usage: package_fuzz --package P.msi [--seed N] [--count N] [--seconds S] [--keep DIR] [--emit DIR]"
-                 " | --replay MUTANT.msi\n");
+    std::fprintf(stderr, "usage: package_fuzz --package P.msi [--seed N] [--count N] [--seconds S] [--keep DIR] [--emit DIR]\n");
     return 2;
-  }
-  if (!options.replay.empty()) {
-    char* absolute = realpath(options.replay.c_str(), nullptr);
-    inspect(emulated::toWindowsPath(absolute != nullptr ? absolute : options.replay.c_str()));
-    std::free(absolute);
-    return 0;
   }
   const std::string original = readFile(options.package);
   if (original.size() < 3 * kSector) {

@@ -1,5 +1,6 @@
 'use strict';
-// The scenario tool, as a script author sets up a machine with it.
+// The scenario tool, as a script author sets up a machine with it: products,
+// events, conditions after costing, the registry and the pre-installation run.
 const test = require('node:test');
 const assert = require('node:assert');
 const fs = require('fs');
@@ -8,7 +9,8 @@ const path = require('path');
 const { buildDir } = require('./addons');
 const { machineTool: machine } = require('./child');
 
-const fixture = path.join(buildDir, 'tests', 'fixtures', 'product.msi');
+const fixtureOf = (name) => path.join(buildDir, 'tests', 'fixtures', `${name}.msi`);
+const fixture = fixtureOf('product');
 
 test('a package registered as installed, listed, and removed again', () => {
   const root = fs.mkdtempSync(path.join(os.tmpdir(), 'ornel-tool-'));
@@ -44,4 +46,77 @@ test('configuration, events and mistakes', () => {
   assert.match(machine(root, 'register', path.join(root, 'none.msi')).err, /cannot open package .* \(error 110\)/);
   assert.match(machine(root, 'register', fixture, '--feature', 'X=on').err, /unknown feature state/);
   assert.match(machine(root, 'frobnicate').err, /unknown command/);
+});
+
+
+test('conditions over the machine, the properties set and the resolved directories', () => {
+  const root = fs.mkdtempSync(path.join(os.tmpdir(), 'ornel-condition-'));
+  const expressions = ['VersionNT >= 600', 'VersionNT64', '', 'INSTALLLEVEL = 3',
+    'DocsDir = "C:\\Program Files\\Some Vendor\\Some App\\Documentation\\"'];
+  const plain = machine(root, 'condition', fixtureOf('session'), '--set', 'INSTALLLEVEL=3', ...expressions);
+  assert.strictEqual(plain.status, 0, plain.err);
+  assert.deepStrictEqual(plain.out.split('\n'), ['true', 'false', 'none', 'true', 'true']);
+
+  assert.strictEqual(machine(root, 'config', 'windows64Bit', '1').status, 0);
+  assert.deepStrictEqual(machine(root, 'condition', fixtureOf('session'), 'VersionNT64').out, 'true');
+
+  const missing = machine(root, 'condition', path.join(root, 'none.msi'), 'Installed');
+  assert.deepStrictEqual([missing.status, missing.err], [1, `machine: cannot open package ${path.join(root, 'none.msi')} (error 1619)`]);
+  fs.rmSync(root, { recursive: true, force: true });
+});
+
+test('values of each type set, read back and deleted', () => {
+  const root = fs.mkdtempSync(path.join(os.tmpdir(), 'ornel-registry-'));
+  const key = 'HKLM\\Software\\Maker\\Product';
+  const values = [
+    [['Dir', 'C:\\Apps\\'], 'C:\\Apps\\', 'REG_SZ'],
+    [['Build', '0x10', '--type', 'REG_DWORD'], '16', 'REG_DWORD'],
+    [['Big', '4294967296', '--type', 'REG_QWORD'], '4294967296', 'REG_QWORD'],
+    [['Paths', 'a', 'b', '--type', 'REG_MULTI_SZ'], 'a\nb', 'REG_MULTI_SZ'],
+    [['Blob', '00ff', '--type', 'REG_BINARY'], '00ff', 'REG_BINARY'],
+    [['', 'default'], 'default', 'REG_SZ'],
+  ];
+  for (const [args, shown] of values) {
+    assert.strictEqual(machine(root, 'registry', 'set', key, ...args).status, 0);
+    assert.strictEqual(machine(root, 'registry', 'get', key.toLowerCase(), args[0].toUpperCase()).out, shown);
+  }
+  assert.strictEqual(machine(root, 'registry', 'set', `${key}\\Sub`).status, 0);
+  const listed = machine(root, 'registry', 'get', key).out.split('\n');
+  assert.deepStrictEqual(listed, [
+    ...values.map(([args, shown, type]) => `${args[0] || '(Default)'}\t${type}\t${shown.replace('\n', '|')}`),
+    'Sub\\',
+  ]);
+
+  assert.strictEqual(machine(root, 'registry', 'delete', key, 'Dir').status, 0);
+  assert.match(machine(root, 'registry', 'get', key, 'Dir').err, /no such value/);
+  assert.strictEqual(machine(root, 'registry', 'delete', 'HKLM\\Software\\Maker').status, 0);
+  assert.strictEqual(machine(root, 'registry', 'get', key).status, 1);
+});
+
+test('mistakes change nothing', () => {
+  const root = fs.mkdtempSync(path.join(os.tmpdir(), 'ornel-registry-'));
+  assert.match(machine(root, 'registry', 'set', 'HKXX\\Software', 'a', 'b').err, /not a registry key/);
+  assert.match(machine(root, 'registry', 'set', 'HKLM\\A', 'n', '-1', '--type', 'REG_DWORD').err, /not a number/);
+  assert.match(machine(root, 'registry', 'set', 'HKLM\\A', 'n', 'x', '--type', 'REG_LINK').err, /unknown type/);
+  assert.strictEqual(machine(root, 'registry', 'get', 'HKLM\\A').status, 1);
+});
+
+
+test('preinstall runs the sequence up to LaunchConditions, then costing and validation', () => {
+  const root = fs.mkdtempSync(path.join(os.tmpdir(), 'ornel-preinstall-'));
+  const messages = path.join(root, 'messages.json');
+  const run = (...args) => machine(root, 'preinstall', fixtureOf('actions'), ...args, '--messages', messages);
+  const read = () => fs.readFileSync(messages, 'utf8').trim().split('\n').map((line) => JSON.parse(line));
+  const starts = (list) => list.filter((m) => m.type === '0x08000000')
+    .map((m) => m.text.replace(/^Action \d{1,2}:\d\d:\d\d: /, ''));
+
+  const passed = run();
+  assert.strictEqual(passed.out, '0', passed.err);
+  assert.deepStrictEqual(starts(read()), ['FindRelatedProducts. ', 'AppSearch. ', 'LaunchConditions. ',
+    'CostInitialize. ', 'FileCost. ', 'CostFinalize. ', 'InstallValidate. ']);
+
+  const blocked = run('BLOCKED=1');
+  assert.strictEqual(blocked.out, '1603', blocked.err);
+  assert.deepStrictEqual(read().slice(-1), [{ type: '0x01000000', text: 'Blocked on ORNEL-PC' }]);
+  fs.rmSync(root, { recursive: true, force: true });
 });

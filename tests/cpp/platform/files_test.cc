@@ -140,15 +140,6 @@ TEST_F(Files, WriteFileAndCloseHandleCheckTheirHandle) {
   EXPECT_FALSE(CloseHandle(INVALID_HANDLE_VALUE) || CloseHandle(nullptr));
 }
 
-TEST_F(Files, AFullDiskIsReported) {
-  HANDLE full = open(u"Z:\\dev\\full", GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING);
-  ASSERT_NE(full, INVALID_HANDLE_VALUE);
-  DWORD written = 99;
-  EXPECT_FALSE(WriteFile(full, "line\r\n", 6, &written, nullptr));
-  EXPECT_EQ(std::make_pair(GetLastError(), written), std::make_pair(DWORD(ERROR_DISK_FULL), DWORD(0)));
-  EXPECT_TRUE(CloseHandle(full));
-}
-
 TEST(LastError, BelongsToEachThread) {
   SetLastError(ERROR_FILE_EXISTS);
   DWORD seen = 1;
