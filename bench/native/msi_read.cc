@@ -11,6 +11,8 @@
 // (fixtures/bulk.msi) by an IDT import with msibuild: 100,000 INSERTs
 // would take libmsi quadratic time.
 #include <benchmark/benchmark.h>
+
+#include "best_round.h"
 #include <libmsi.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -194,33 +196,15 @@ void registerRounds() {
   benchmark::RegisterBenchmark("BM_BareHandles", BM_BareHandles)->Unit(benchmark::kMillisecond)->MinTime(1.0);
 }
 
-// Keeps each reader's best time per iteration for the ratio.
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs) {
-      const std::string name = run.benchmark_name();
-      if (run.iterations == 0 || run.error_occurred) continue;
-      const double time = run.real_accumulated_time / double(run.iterations);
-      double& best = seconds[name.substr(0, name.find('/'))];
-      if (best == 0 || time < best) best = time;
-    }
-    ConsoleReporter::ReportRuns(runs);
-  }
-  std::map<std::string, double> seconds;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
   // The wrappers open the package through the emulated machine; a private
-  // machine root keeps this run out of the user's.
-  char root[] = "/tmp/ornel-bench-machine-XXXXXX";
-  if (::mkdtemp(root) != nullptr) ::setenv("INSTALLER_ORNEL_MACHINE", root, 1);
+  const bench::PrivateMachine machine;
   openPackages(buildBulkPackage());
   registerRounds();
   benchmark::Initialize(&argc, argv);
-  RatioReporter reporter;
+  bench::BestRoundReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   const double raw = reporter.seconds["BM_RawLibmsi"];
   const double wrapped = reporter.seconds["BM_Wrappers"];
@@ -237,6 +221,5 @@ int main(int argc, char** argv) {
   MsiCloseHandle(packages.bare);
   g_object_unref(packages.raw);
   benchmark::Shutdown();
-  const std::string cleanup = std::string("rm -rf '") + root + "'";
-  return std::system(cleanup.c_str()) == 0 ? 0 : 1;
+  return machine.remove();
 }

@@ -12,6 +12,8 @@
 #include "preinstall.h"
 
 #include <benchmark/benchmark.h>
+
+#include "best_round.h"
 #include <libmsi.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -196,26 +198,10 @@ void BM_PreinstallRun(benchmark::State& state) {
 // ratio compares each side's best round.
 constexpr int kRounds = 5;
 
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs) {
-      const std::string name = run.benchmark_name();
-      if (run.iterations == 0 || run.error_occurred) continue;
-      const double time = run.real_accumulated_time / double(run.iterations);
-      double& best = seconds[name.substr(0, name.find('/'))];
-      if (best == 0 || time < best) best = time;
-    }
-    ConsoleReporter::ReportRuns(runs);
-  }
-  std::map<std::string, double> seconds;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
-  char root[] = "/tmp/ornel-bench-machine-XXXXXX";
-  if (::mkdtemp(root) != nullptr) ::setenv("INSTALLER_ORNEL_MACHINE", root, 1);
+  const bench::PrivateMachine machine;
   packagePath = buildPackage();
   emulated::InstalledProduct older;
   older.productCode = u"{8C9D0E1F-2A3B-4C4D-8E5F-607182930415}";
@@ -233,7 +219,7 @@ int main(int argc, char** argv) {
         ->MinTime(0.3);
   }
   benchmark::Initialize(&argc, argv);
-  RatioReporter reporter;
+  bench::BestRoundReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   const double reading = reporter.seconds["BM_LibmsiReading"];
   const double run = reporter.seconds["BM_PreinstallRun"];
@@ -244,6 +230,5 @@ int main(int argc, char** argv) {
         kComponents, kComponents, kFeatures, kRounds, reading * 1e3, run * 1e3, run / reading);
   }
   benchmark::Shutdown();
-  const std::string cleanup = std::string("rm -rf '") + root + "'";
-  return std::system(cleanup.c_str()) == 0 ? 0 : 1;
+  return machine.remove();
 }
