@@ -12,7 +12,7 @@
 // would take libmsi quadratic time.
 #include <benchmark/benchmark.h>
 
-#include "best_round.h"
+#include "bench_support.h"
 #include <libmsi.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -34,24 +34,10 @@ constexpr int kRows = 100000;
 constexpr char kQuery[] = "SELECT `Key`, `Value`, `Number` FROM `Bulk`";
 constexpr char16_t kWideQuery[] = u"SELECT `Key`, `Value`, `Number` FROM `Bulk`";
 
-std::string executableDirectory() {
-  char path[4096];
-  const ssize_t n = ::readlink("/proc/self/exe", path, sizeof path - 1);
-  if (n <= 0) return ".";
-  std::string text(path, size_t(n));
-  return text.substr(0, text.rfind('/'));
-}
-
-bool exists(const std::string& path) {
-  struct stat info;
-  return ::stat(path.c_str(), &info) == 0;
-}
-
 std::string buildBulkPackage() {
-  const std::string directory = executableDirectory() + "/fixtures";
+  const std::string directory = bench::generatedFolder();
   const std::string package = directory + "/bulk.msi";
-  if (exists(package)) return package;
-  ::mkdir(directory.c_str(), 0755);
+  if (bench::alreadyBuilt(package)) return package;
   const std::string idt = directory + "/Bulk.idt";
   {
     std::ofstream out(idt, std::ios::binary);

@@ -16,26 +16,17 @@
 #include <fstream>
 #include <string>
 
+#include "bench_support.h"
 #include "platform/emulated/msi_database/package_check.h"
 
 namespace {
 
 constexpr int kRounds = 30;
 
-std::string executableDirectory() {
-  char path[4096];
-  const ssize_t n = ::readlink("/proc/self/exe", path, sizeof path - 1);
-  if (n <= 0) return ".";
-  const std::string text(path, std::size_t(n));
-  return text.substr(0, text.rfind('/'));
-}
-
 std::string buildCabinetPackage(const std::string& product) {
-  const std::string directory = executableDirectory() + "/fixtures";
+  const std::string directory = bench::generatedFolder();
   const std::string package = directory + "/cabinet.msi";
-  struct stat info;
-  if (::stat(package.c_str(), &info) == 0) return package;
-  ::mkdir(directory.c_str(), 0755);
+  if (bench::alreadyBuilt(package)) return package;
   const std::string payload = directory + "/cabinet.payload";
   {
     std::ofstream out(payload, std::ios::binary);
@@ -85,7 +76,7 @@ bool measure(const std::string& path) {
 }  // namespace
 
 int main() {
-  const std::string product = executableDirectory() + "/../tests/fixtures/product.msi";
+  const std::string product = bench::binaryFolder() + "/../tests/fixtures/product.msi";
   const bool ok = measure(product) && measure(buildCabinetPackage(product));
   return ok ? 0 : 1;
 }

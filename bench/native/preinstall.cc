@@ -13,7 +13,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include "best_round.h"
+#include "bench_support.h"
 #include <libmsi.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -41,19 +41,6 @@ const char* const kTables[] = {"Property",   "InstallExecuteSequence", "Upgrade"
                                "RegLocator", "LaunchCondition",        "Directory", "Feature",
                                "Component",  "FeatureComponents",      "File"};
 
-std::string executableDirectory() {
-  char path[4096];
-  const ssize_t n = ::readlink("/proc/self/exe", path, sizeof path - 1);
-  if (n <= 0) return ".";
-  std::string text(path, size_t(n));
-  return text.substr(0, text.rfind('/'));
-}
-
-bool exists(const std::string& path) {
-  struct stat info;
-  return ::stat(path.c_str(), &info) == 0;
-}
-
 std::string guid(int n) {
   char text[48];
   std::snprintf(text, sizeof text, "{00000000-0000-4000-8000-%012d}", n);
@@ -69,10 +56,9 @@ void writeIdt(const std::string& path, const std::string& header, int count,
 }
 
 std::string buildPackage() {
-  const std::string directory = executableDirectory() + "/fixtures";
+  const std::string directory = bench::generatedFolder();
   const std::string package = directory + "/preinstall.msi";
-  if (exists(package)) return package;
-  ::mkdir(directory.c_str(), 0755);
+  if (bench::alreadyBuilt(package)) return package;
   const std::vector<std::string> properties = {"ProductCode\t{7B8C9D0E-1F2A-4B3C-9D4E-5F6071829304}",
                                                "ProductName\tBench Product",
                                                "ProductVersion\t2.0.0",

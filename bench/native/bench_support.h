@@ -1,11 +1,13 @@
-// What the benchmarks that take turns with their baseline share: the
-// machine is shared and noisy, so each side runs in rounds and the ratio
-// compares each side's best round; and a private machine root keeps a run
-// out of the user's emulated machine.
+// What the native benchmarks share: the machine is shared and noisy, so
+// each side runs in rounds and the ratio compares each side's best round; a
+// private machine root keeps a run out of the user's emulated machine; and
+// the packages a benchmark generates are kept beside its binary, built once.
 #pragma once
 
 #include <benchmark/benchmark.h>
 #include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdlib>
 
@@ -46,5 +48,26 @@ class PrivateMachine {
  private:
   char root_[32] = "/tmp/ornel-bench-machine-XXXXXX";
 };
+
+// The folder of the benchmark's binary (build/bench).
+inline std::string binaryFolder() {
+  char path[4096];
+  const ssize_t n = ::readlink("/proc/self/exe", path, sizeof path - 1);
+  const std::string binary = n > 0 ? std::string(path, size_t(n)) : "./bench";
+  return binary.substr(0, binary.rfind('/'));
+}
+
+// The folder the generated packages live in, made if missing.
+inline std::string generatedFolder() {
+  const std::string folder = binaryFolder() + "/fixtures";
+  ::mkdir(folder.c_str(), 0755);
+  return folder;
+}
+
+// True when a generated package `path` was built by an earlier run.
+inline bool alreadyBuilt(const std::string& path) {
+  struct stat info;
+  return ::stat(path.c_str(), &info) == 0;
+}
 
 }  // namespace bench
