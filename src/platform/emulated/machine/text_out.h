@@ -12,20 +12,25 @@ namespace emulated {
 // *size is in characters, without the terminator. A null buffer only asks
 // for the size. A buffer that cannot hold the text and its terminator gets
 // what fits, terminated, and ERROR_MORE_DATA; *size is then the length
-// needed.
-inline UINT copyTextOut(std::u16string_view text, LPWSTR buffer, LPDWORD size) {
-  const DWORD length = static_cast<DWORD>(text.size());
+// needed. `copyUnits(out, count)` writes the first `count` units of the text.
+template <class CopyUnits>
+UINT copyTextOut(DWORD length, CopyUnits&& copyUnits, LPWSTR buffer, LPDWORD size) {
   UINT code = ERROR_SUCCESS;
   if (buffer != nullptr) {
     if (*size > 0) {
       const DWORD copied = length < *size ? length : *size - 1;
-      std::memcpy(buffer, text.data(), copied * sizeof(WCHAR));
+      copyUnits(buffer, copied);
       buffer[copied] = 0;
     }
     if (*size <= length) code = ERROR_MORE_DATA;
   }
   *size = length;
   return code;
+}
+
+inline UINT copyTextOut(std::u16string_view text, LPWSTR buffer, LPDWORD size) {
+  const auto copy = [&text](LPWSTR out, DWORD count) { std::memcpy(out, text.data(), count * sizeof(WCHAR)); };
+  return copyTextOut(static_cast<DWORD>(text.size()), copy, buffer, size);
 }
 
 }  // namespace emulated

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "platform/emulated/msi.h"
+#include "platform/emulated/machine/text_out.h"
 #include "platform/emulated/msi_database/msi_objects.h"
 #include "platform/emulated/machine/unicode.h"
 
@@ -62,24 +63,6 @@ void copyUnits(const RecordObject::TextCache& text, WCHAR* out, size_t count) {
   }
 }
 
-// Copies as much of the text as fits, always terminated, and applies the
-// sizing contract: the size is counted without the terminator, and a buffer
-// that cannot hold text plus terminator gives 234.
-UINT copyOut(const RecordObject::TextCache& text, LPWSTR buffer, LPDWORD size) {
-  const DWORD length = static_cast<DWORD>(text.length);
-  UINT code = ERROR_SUCCESS;
-  if (buffer != nullptr) {
-    if (*size > 0) {
-      const DWORD copied = length < *size ? length : *size - 1;
-      copyUnits(text, buffer, copied);
-      buffer[copied] = 0;
-    }
-    if (*size <= length) code = ERROR_MORE_DATA;
-  }
-  *size = length;
-  return code;
-}
-
 }  // namespace
 
 RecordObject::~RecordObject() {
@@ -130,7 +113,8 @@ extern "C" UINT MsiRecordGetStringW(MSIHANDLE hRecord, UINT iField, LPWSTR szVal
   RecordObject::TextCache& cache = record->textCache();
   if (!cache.valid || cache.field != iField) loadFieldText(record->get(), iField, cache);
   if (cache.code != ERROR_SUCCESS) return cache.code;
-  return copyOut(cache, szValueBuf, pcchValueBuf);
+  const auto copy = [&cache](LPWSTR out, DWORD count) { copyUnits(cache, out, count); };
+  return copyTextOut(static_cast<DWORD>(cache.length), copy, szValueBuf, pcchValueBuf);
 }
 
 extern "C" int MsiRecordGetInteger(MSIHANDLE hRecord, UINT iField) {

@@ -10,6 +10,7 @@
 #include "platform/emulated/msi_database/libmsi_errors.h"
 #include "platform/emulated/msi.h"
 #include "platform/emulated/msi_database/msi_database_open.h"
+#include "platform/emulated/machine/text_out.h"
 #include "platform/emulated/msi_database/msi_objects.h"
 #include "platform/emulated/machine/unicode.h"
 
@@ -39,14 +40,9 @@ std::shared_ptr<DatabaseObject> summarySource(MSIHANDLE hDatabase, LPCWSTR path,
 // terminator (an empty buffer of size 0 is the documented way to ask).
 UINT copyString(const std::u16string& text, LPWSTR buffer, LPDWORD size) {
   if (size == nullptr) return buffer == nullptr ? ERROR_SUCCESS : ERROR_INVALID_PARAMETER;
-  const DWORD length = static_cast<DWORD>(text.size());
-  if (buffer != nullptr && *size > 0) {
-    const DWORD copied = length < *size ? length : *size - 1;
-    std::memcpy(buffer, text.data(), copied * sizeof(WCHAR));
-    buffer[copied] = 0;
-  }
-  const UINT code = length >= *size ? ERROR_MORE_DATA : ERROR_SUCCESS;
-  *size = length;
+  if (buffer != nullptr) return copyTextOut(text, buffer, size);
+  const UINT code = text.size() >= *size ? ERROR_MORE_DATA : ERROR_SUCCESS;
+  *size = static_cast<DWORD>(text.size());
   return code;
 }
 
