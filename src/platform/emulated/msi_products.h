@@ -31,10 +31,32 @@ typedef enum tagINSTALLSTATE {
 #define INSTALLPROPERTY_VERSIONMAJOR u"VersionMajor"
 #define INSTALLPROPERTY_VERSIONMINOR u"VersionMinor"
 
+// The install level MsiConfigureProductExW takes: the product's default.
+#define INSTALLLEVEL_DEFAULT 0
+#define INSTALLLEVEL_MINIMUM 1
+#define INSTALLLEVEL_MAXIMUM 0xFFFF
+
 // Length of a GUID in its braced text form, without the terminator.
 #define MAX_GUID_CHARS 38
 
 extern "C" {
+
+// Installs the package at szPackagePath with the properties of the command
+// line (PROPERTY=value pairs, a value quoted with "" when it holds blanks),
+// under the UI level and external handler in force: ERROR_SUCCESS,
+// ERROR_SUCCESS_REBOOT_REQUIRED, ERROR_INSTALL_USEREXIT (cancelled, rolled
+// back), ERROR_INSTALL_FAILURE (an action failed, rolled back),
+// ERROR_INSTALL_PACKAGE_OPEN_FAILED, ERROR_INSTALL_PACKAGE_INVALID,
+// ERROR_INSTALL_ALREADY_RUNNING, ERROR_PRODUCT_VERSION,
+// ERROR_INVALID_COMMAND_LINE (installer/msi_install_api.cc).
+UINT MsiInstallProductW(LPCWSTR szPackagePath, LPCWSTR szCommandLine);
+
+// Installs or removes an installed product from its cached package:
+// INSTALLSTATE_ABSENT removes it. ERROR_UNKNOWN_PRODUCT, and
+// ERROR_INVALID_PARAMETER for a malformed product code; the other results
+// as MsiInstallProductW's.
+UINT MsiConfigureProductExW(LPCWSTR szProduct, int iInstallLevel, INSTALLSTATE eInstallState, LPCWSTR szCommandLine);
+
 
 // A property of an installed product, with the two-call sizing contract:
 // *pcchValueBuf is in characters without the terminator; a short buffer
