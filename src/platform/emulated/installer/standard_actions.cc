@@ -18,12 +18,20 @@ constexpr StandardAction kActions[] = {
     {u"FileCost", [](Session& session) { return session.fileCost(); }},
     {u"CostFinalize", [](Session& session) { return session.costFinalize(); }},
 
-    // The installation's own actions: accepted steps until the installation
-    // engine gives each its body here.
+    // The installation's own actions: the operation and its registration
+    // (accepted steps until the installation engine gives each its body).
     {u"InstallInitialize", nullptr},
     {u"InstallFinalize", nullptr},
     {u"ProcessComponents", nullptr},
     {u"RemoveExistingProducts", nullptr},
+    {u"RegisterProduct", nullptr},
+    {u"PublishFeatures", nullptr},
+    {u"PublishProduct", nullptr},
+    {u"UnpublishFeatures", nullptr},
+    {u"RegisterUser", nullptr},
+
+    // The installation's changes to files, folders, the registry and
+    // shortcuts, written into the installation script.
     {u"CreateFolders", nullptr},
     {u"RemoveFolders", nullptr},
     {u"InstallFiles", nullptr},
@@ -32,11 +40,6 @@ constexpr StandardAction kActions[] = {
     {u"RemoveRegistryValues", nullptr},
     {u"CreateShortcuts", nullptr},
     {u"RemoveShortcuts", nullptr},
-    {u"RegisterProduct", nullptr},
-    {u"PublishFeatures", nullptr},
-    {u"PublishProduct", nullptr},
-    {u"UnpublishFeatures", nullptr},
-    {u"RegisterUser", nullptr},
 
     // The other documented standard actions: what they do (services, COM,
     // fonts, ODBC, ...) the emulated machine does not have.

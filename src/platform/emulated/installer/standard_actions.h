@@ -33,4 +33,8 @@ UINT migrateFeatureStates(Session& session);
 UINT validateProductId(Session& session);
 UINT installValidate(Session& session);
 
+// The installation's operation and registration (the installation engine).
+
+// The installation's changes to files, folders, the registry and shortcuts.
+
 }  // namespace emulated::installer
