@@ -343,7 +343,7 @@ UINT installFiles(Session& session) {
   for (size_t i = 0; i < session.files().size(); ++i) byKey.emplace(session.files()[i].key, i);
   std::vector<const FileRow*> files;
   for (const FileRow& file : session.files()) {
-    if (installsComponent(session, file.component)) files.push_back(&file);
+    if (installsComponent(session, file.component) && !file.targetPath.empty()) files.push_back(&file);
   }
   std::stable_sort(files.begin(), files.end(), [](const FileRow* a, const FileRow* b) { return a->sequence < b->sequence; });
   std::map<std::u16string, std::shared_ptr<CabinetStage>> cabinets;
@@ -372,7 +372,7 @@ UINT removeFiles(Session& session) {
   const ChangeAction action(session, u"RemoveFiles");
   if (action.script() == nullptr) return ERROR_SUCCESS;
   for (const FileRow& file : session.files()) {
-    if (!removesComponent(session, file.component)) continue;
+    if (!removesComponent(session, file.component) || file.targetPath.empty()) continue;
     RecordFields fields(10);
     fields[1] = fileName(file.targetPath);
     fields[9] = windowsFolderOf(file.targetPath);
