@@ -37,6 +37,8 @@
 
 namespace emulated::installer {
 
+class InstallScript;
+
 struct DirectoryRow {
   std::u16string key;
   std::u16string parent;      // "" for the root
@@ -145,6 +147,13 @@ class Session final : public SessionFacts {
   const FeatureRow* findFeature(std::u16string_view key) const;
   const ComponentRow* findComponent(std::u16string_view key) const;
 
+  // The script an installation's execution actions write their changes
+  // into (install_script.h); nullptr in a package session, where those
+  // actions change nothing and succeed. The installation sets it for the
+  // length of its sequence.
+  InstallScript* script() const { return script_; }
+  void setScript(InstallScript* script) { script_ = script; }
+
   const PackageTables& tables() const { return tables_; }
   const std::u16string& packagePath() const { return packagePath_; }
 
@@ -168,6 +177,7 @@ class Session final : public SessionFacts {
   // later costing tells them from a path someone else set.
   PropertyMap costedDirectoryProperties_;
 
+  InstallScript* script_ = nullptr;
   bool initialized_ = false;
   bool filesCosted_ = false;
   bool costed_ = false;
