@@ -153,10 +153,13 @@ class Session final : public SessionFacts {
   const FeatureRow* findFeature(std::u16string_view key) const;
   const ComponentRow* findComponent(std::u16string_view key) const;
 
-  // The installation running this session and the script being written;
-  // nullptr when none. Neither is owned by the session.
+  // The installation running this session; nullptr in a package session.
   InstallOperation* operation() const { return operation_; }
   void setOperation(InstallOperation* operation) { operation_ = operation; }
+  // The script an installation's execution actions write their changes
+  // into (install_script.h): set by InstallInitialize, cleared when
+  // InstallFinalize has run it. Outside that span, and in a package
+  // session, it is nullptr: those actions then change nothing and succeed.
   InstallScript* script() const { return script_; }
   void setScript(InstallScript* script) { script_ = script; }
 
