@@ -165,7 +165,6 @@ TEST(CommandLine, ParsesTheDocumentedFormsAndRefusesTheRest) {
 }
 
 TEST_F(InstallOperationTest, InstallsRegistersAndRemovesLeavingNothing) {
-  emulated::installer::recoverInterruptedOperations();  // the lock file, there from the first operation on
   const auto before = machine();
   ASSERT_EQ(install(), ERROR_SUCCESS);
   expectFullBar();
@@ -189,7 +188,6 @@ TEST_F(InstallOperationTest, InstallsRegistersAndRemovesLeavingNothing) {
 }
 
 TEST_F(InstallOperationTest, CancelAndFailureRollBackToTheSameMachine) {
-  emulated::installer::recoverInterruptedOperations();
   const auto before = machine();
   ASSERT_EQ(install(), ERROR_SUCCESS);
   const size_t messages = watcher_.messages.size();
