@@ -69,6 +69,7 @@ class InstallOperationTest : public session_test::SessionTest {
  protected:
   void SetUp() override {
     SessionTest::SetUp();
+    ::mkdir(hostPath("Program Files").c_str(), 0755);  // there on every Windows
     MsiSetExternalUIW(handler, 0xFFFFFFFF, &watcher_);
   }
   void TearDown() override {
@@ -178,6 +179,7 @@ TEST_F(InstallOperationTest, InstallsRegistersAndRemovesLeavingNothing) {
   ASSERT_EQ(MsiEnumFeaturesW(kProduct, 1, feature, parent), ERROR_SUCCESS);
   EXPECT_EQ(utf16ToUtf8(feature) + "<" + utf16ToUtf8(parent), "Extras<Complete");
   EXPECT_EQ(MsiQueryFeatureStateW(kProduct, u"Extras"), INSTALLSTATE_LOCAL);
+  EXPECT_EQ(read(hostPath("Program Files/Engine Sample/blob.bin")), read(std::string(INSTALLER_FIXTURE_SOURCE_DIR) + "/files/blob.bin"));
   EXPECT_TRUE(exists(root_ + "/registry/HKEY_LOCAL_MACHINE/Software/Microsoft/Windows/CurrentVersion/Uninstall/" +
                      utf16ToUtf8(kProduct) + "/.values"));
 
