@@ -162,6 +162,7 @@ UINT runLocked(std::u16string_view packagePath, const PropertySettings& properti
   UINT code = ERROR_SUCCESS;
   std::shared_ptr<Session> session = Session::open(packagePath, sessionUiLevel(), code);
   if (!session) return packageMissing != ERROR_SUCCESS ? packageMissing : code;
+  session->setProperty(u"ACTION", u"INSTALL");  // the top-level action, unless the command line names another
   applyProperties(*session, properties);
   const UINT result = otherVersionInstalled(*session) ? ERROR_PRODUCT_VERSION : runJournaled(*session);
   session->endOperation(result);
