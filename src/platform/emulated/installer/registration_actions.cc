@@ -206,9 +206,10 @@ long long fileSize(const std::string& path) {
 void registerProduct(Session& session, const ChangeAction& action) {
   std::u16string& cached = session.operation()->cachedPackage(session);
   const auto installed = findInstalledProduct(session.property(u"ProductCode"));
-  cached = installed ? installed->localPackage : newCachedPackageName();
+  cached = installed && !installed->localPackage.empty() ? installed->localPackage : newCachedPackageName();
   const std::u16string data = actionData(action, session, u"[1]", session.property(u"ProductName"));
-  if (!installed) {
+  struct stat st;
+  if (::stat(toHostPath(cached).c_str(), &st) != 0) {  // a first installation, or a cache that was lost
     const std::string source = toHostPath(session.packagePath());
     action.add(data, std::max(fileSize(source), kOperationTicks),
                [source, cached](Session& s, InstallJournal& j) { return cachePackage(s, j, source, cached); });
