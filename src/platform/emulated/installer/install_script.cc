@@ -115,6 +115,10 @@ UINT runScript(const InstallScript& script, Session& session, InstallJournal& jo
                const ScriptRunSettings& settings) {
   TickScale scale(script.totalTicks());
   if (UINT code = session.messages().postProgress({0, scale.total(), 0, 0}).resultCode()) return code;
+  // A reset that follows the generation phase leaves a UI's bar full until
+  // the first report; an empty report at once brings it to the start of the
+  // execution, so a bar that is sampled never shows a full execution early.
+  if (UINT code = session.messages().postProgress({2, 0}).resultCode()) return code;
   for (const ScriptAction& action : script.actions()) {
     if (action.operations.empty()) continue;
     if (UINT code = runAction(action, session, journal, scale, settings)) return code;

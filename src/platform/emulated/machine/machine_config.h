@@ -16,8 +16,9 @@
 //
 // Scenario keys, read by the installation engine at each operation:
 //   installTickDelayMs   milliseconds to wait after each progress report of
-//                        an installation or removal (default 0), to watch
-//                        the bar and press Cancel
+//                        an installation's or removal's execution and of
+//                        its rollback (default 0), to watch the bar and
+//                        press Cancel
 //   failAction           an action that posts an error and fails with 1603:
 //                        at once, or for an action that writes the script,
 //                        once the script has run its operations, so that
