@@ -18,17 +18,16 @@ constexpr StandardAction kActions[] = {
     {u"FileCost", [](Session& session) { return session.fileCost(); }},
     {u"CostFinalize", [](Session& session) { return session.costFinalize(); }},
 
-    // The installation's own actions: the operation and its registration
-    // (accepted steps until the installation engine gives each its body).
-    {u"InstallInitialize", nullptr},
-    {u"InstallFinalize", nullptr},
-    {u"ProcessComponents", nullptr},
-    {u"RemoveExistingProducts", nullptr},
-    {u"RegisterProduct", nullptr},
-    {u"PublishFeatures", nullptr},
-    {u"PublishProduct", nullptr},
-    {u"UnpublishFeatures", nullptr},
-    {u"RegisterUser", nullptr},
+    // The installation's own actions: the operation and its registration.
+    {u"InstallInitialize", installInitialize},
+    {u"InstallFinalize", installFinalize},
+    {u"ProcessComponents", processComponents},
+    {u"RemoveExistingProducts", removeExistingProducts},
+    {u"RegisterProduct", registerProductAction},
+    {u"PublishFeatures", publishFeatures},
+    {u"PublishProduct", publishProduct},
+    {u"UnpublishFeatures", unpublishFeatures},
+    {u"RegisterUser", registerUser},
 
     // The installation's changes to files, folders, the registry and
     // shortcuts, written into the installation script.

@@ -33,7 +33,17 @@ UINT migrateFeatureStates(Session& session);
 UINT validateProductId(Session& session);
 UINT installValidate(Session& session);
 
-// The installation's operation and registration (the installation engine).
+// The installation's operation and registration (the installation engine):
+// registration_actions.cc, and RemoveExistingProducts in upgrade_actions.cc.
+UINT installInitialize(Session& session);
+UINT installFinalize(Session& session);
+UINT processComponents(Session& session);
+UINT removeExistingProducts(Session& session);
+UINT registerProductAction(Session& session);
+UINT publishFeatures(Session& session);
+UINT publishProduct(Session& session);
+UINT unpublishFeatures(Session& session);
+UINT registerUser(Session& session);
 
 // The installation's changes to files, folders, the registry and shortcuts.
 
