@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/emulated/installer/install_operation.h"
 #include "platform/emulated/installer/session_handle.h"
 #include "platform/emulated/installer/standard_actions.h"
 #include "platform/emulated/products/installed_products.h"
@@ -181,7 +182,10 @@ int registerPackage(const std::vector<std::string>& args) {
   return 0;
 }
 
+// What a killed installation left is taken back first, as any engine call
+// does, so that the list shows the machine as it is.
 int list() {
+  emulated::installer::recoverInterruptedOperations();
   for (const auto& product : emulated::installedProducts()) {
     std::printf("%s\t%s\t%s\tupgrade %s\tpackage %s\t%s\n", utf16ToUtf8(product.productCode).c_str(),
                 utf16ToUtf8(product.productName).c_str(), utf16ToUtf8(product.versionString).c_str(),

@@ -1,8 +1,9 @@
 'use strict';
 // A cancel at every message of an installation and of a removal, one run
 // per message: each returns 1602 and leaves every path and byte under the
-// machine root as it was. Once the execution has reported progress, the
-// rollback shows: a reset with the bar moving backwards.
+// machine root as it was. A rollback of changes shows as one reset with
+// the bar moving backwards all the way; a cancel at the last message has
+// changes to take back.
 const test = require('node:test');
 const assert = require('node:assert');
 const fs = require('fs');
@@ -22,10 +23,7 @@ for (const { name, prepare, command } of sweeps) {
     prepare(probe);
     assert.strictEqual(m.tool(probe, ...command, '--messages', messages(probe)).out, '0');
     const full = m.readMessages(messages(probe));
-    const { resets } = m.decodeProgress(full);
-    const execution = full.findIndex((msg) => /^1: 0 2: \d+ 3: 0 4: 0 $/.test(msg.text));
-    const changing = full.findIndex((msg, i) => i > execution && /^1: 2 /.test(msg.text));
-    assert.ok(resets.length >= 2 && execution > 0 && changing > execution, 'a generation, then an execution');
+    assert.ok(m.decodeProgress(full).resets.length >= 2, 'a generation, then an execution');
 
     const root = m.freshMachine();
     prepare(root);
@@ -34,10 +32,9 @@ for (const { name, prepare, command } of sweeps) {
       const result = m.tool(root, ...command, '--cancel-at', String(at), '--messages', messages(root));
       assert.strictEqual(result.out, '1602', `cancelled at message ${at}: ${JSON.stringify(full[at - 1])}`);
       assert.deepStrictEqual(m.snapshot(root), before, `cancelled at message ${at}`);
-      if (at > changing + 1) {
-        const rollback = m.decodeProgress(m.readMessages(messages(root))).resets.filter((reset) => !reset.forward);
-        assert.strictEqual(rollback.length, 1, `one backward reset after a cancel at ${at}`);
-      }
+      const rollback = m.decodeProgress(m.readMessages(messages(root))).resets.filter((reset) => !reset.forward);
+      assert.ok(rollback.length <= 1 && rollback.every((reset) => reset.reported === reset.total), `rollback at ${at}`);
+      if (at === full.length) assert.strictEqual(rollback.length, 1, 'a rollback after the last message');
     }
     for (const dir of [probe, root]) {
       fs.rmSync(dir, { recursive: true, force: true });

@@ -68,8 +68,9 @@ test('a major upgrade removes the older version', () => {
   fs.rmSync(root, { recursive: true, force: true });
 });
 
-// Each case: the machine's configuration, what is done first, the command
-// and its result. A failure leaves the machine as it was before the command.
+// Each case: the machine's configuration (set after the first steps), what
+// is done first, the command and its result. A failure leaves the machine
+// as it was before the command.
 const v1 = m.fixture('scenario_v1');
 const results = [
   ['an unknown product', {}, [], ['uninstall', '{00000000-1111-4222-8333-444444444444}'], '1605'],
@@ -86,8 +87,9 @@ const results = [
 
 for (const [name, config, setup, command, code] of results) {
   test(`${command[0]} with ${name} gives ${code}`, () => {
-    const root = m.freshMachine(config);
+    const root = m.freshMachine();
     for (const step of setup) assert.match(m.tool(root, ...step).out, /^(0|\{.*\})$/, step.join(' '));
+    for (const [key, value] of Object.entries(config)) m.tool(root, 'config', key, String(value));
     const before = m.snapshot(root);
     const messages = path.join(root, '..', `${path.basename(root)}.json`);
     assert.strictEqual(m.tool(root, ...command, '--messages', messages).out, code);
