@@ -75,14 +75,14 @@ std::string writeSource(const std::string& folder) {
       const std::string name = "file" + std::to_string(i) + ".txt";
       std::ofstream(payloadFolder + "/" + name, std::ios::binary) << payload(std::uint32_t(i));
       wxs << "<Component Id=\"C" << i << "\" Guid=\"" << guid(i) << "\"><File Id=\"F" << i << "\" Name=\"" << name
-          << "\" Source=\"" << payloadFolder << "/" << name << "\" KeyPath=\"yes\"/></Component>\n";
+          << "\" Source=\"install_payload/" << name << "\" KeyPath=\"yes\"/></Component>\n";
     }
     wxs << "</Directory>\n";
   }
   wxs << "</Directory></Directory></Directory>\n<Feature Id=\"Complete\" Level=\"1\">\n";
   for (int i = 0; i < kFiles; ++i) wxs << "<ComponentRef Id=\"C" << i << "\"/>\n";
   wxs << "</Feature>\n</Product>\n</Wix>\n";
-  return folder + "/install.wxs";
+  return "install.wxs";
 }
 
 // Copies the package's cabinet stream to `cabinet`.
@@ -120,7 +120,8 @@ Generated buildPackage() {
   const Generated generated{folder + "/install.msi", folder + "/install.cab"};
   if (bench::alreadyBuilt(generated.package) && bench::alreadyBuilt(generated.cabinet)) return generated;
   const std::string partial = folder + "/install.partial.msi";
-  const std::string command = "wixl -o '" + partial + "' '" + writeSource(folder) + "'";
+  // wixl takes sources relative to the current directory only.
+  const std::string command = "cd '" + folder + "' && wixl -o '" + partial + "' " + writeSource(folder);
   if (std::system(command.c_str()) != 0 || !copyCabinet(partial, generated.cabinet) ||
       std::rename(partial.c_str(), generated.package.c_str()) != 0) {
     std::fprintf(stderr, "install: could not build %s with wixl\n", generated.package.c_str());
@@ -144,7 +145,7 @@ void BM_GcabExtract(benchmark::State& state) {
     const bool done = in != nullptr && g_file_make_directory(target, nullptr, nullptr) &&
                       gcab_cabinet_load(cabinet, G_INPUT_STREAM(in), nullptr, &error) &&
                       gcab_cabinet_extract_simple(cabinet, target, nullptr, nullptr, nullptr, &error);
-    if (!done) state.SkipWithError(error != nullptr ? error->message : "cannot extract the cabinet");
+    const std::string failure = done ? "" : error != nullptr ? error->message : "cannot extract the cabinet";
     if (error != nullptr) g_error_free(error);
     g_object_unref(cabinet);
     if (in != nullptr) g_object_unref(in);
@@ -152,6 +153,10 @@ void BM_GcabExtract(benchmark::State& state) {
     g_object_unref(source);
     state.PauseTiming();
     removeExtracted();
+    if (!failure.empty()) {
+      state.SkipWithError(failure.c_str());
+      break;
+    }
     state.ResumeTiming();
   }
 }
@@ -162,23 +167,36 @@ UINT remove() {
   return MsiConfigureProductExW(code.c_str(), INSTALLLEVEL_DEFAULT, INSTALLSTATE_ABSENT, u"");
 }
 
+// An installation that wrote nothing would be fast: the last file must
+// be in place, whole.
+bool lastFileInstalled() {
+  struct stat info;
+  const std::string path = emulated::toHostPath(u"C:\\Program Files\\Bench Install\\folder19\\file999.txt");
+  return ::stat(path.c_str(), &info) == 0 && std::size_t(info.st_size) == kFileBytes;
+}
+
 // One side timed, the other run paused, so each iteration starts from the
-// same machine.
+// same machine. A failure ends the benchmark (SkipWithError, then nothing
+// of the timer is touched again).
 void timedPair(benchmark::State& state, UINT (*timed)(), UINT (*untimed)(), bool untimedFirst) {
   for (auto _ : state) {
+    std::string failure;
     if (untimedFirst) {
       state.PauseTiming();
-      const UINT code = untimed();
-      state.ResumeTiming();
-      if (code != ERROR_SUCCESS) state.SkipWithError(("untimed step: " + std::to_string(code)).c_str());
-    }
-    const UINT code = timed();
-    if (code != ERROR_SUCCESS) state.SkipWithError(("result " + std::to_string(code)).c_str());
-    if (!untimedFirst) {
-      state.PauseTiming();
-      untimed();
+      if (const UINT code = untimed()) failure = "untimed step: " + std::to_string(code);
       state.ResumeTiming();
     }
+    if (failure.empty()) {
+      if (const UINT code = timed()) failure = "result " + std::to_string(code);
+    }
+    state.PauseTiming();
+    if (failure.empty() && !untimedFirst && !lastFileInstalled()) failure = "the installation did not write its files";
+    if (!untimedFirst) untimed();
+    if (!failure.empty()) {
+      state.SkipWithError(failure.c_str());
+      break;
+    }
+    state.ResumeTiming();
   }
 }
 
