@@ -76,6 +76,7 @@ const results = [
   ['an unknown product', {}, [], ['uninstall', '{00000000-1111-4222-8333-444444444444}'], '1605'],
   ['a malformed product code', {}, [], ['uninstall', '5E0A7C21-4B8D'], '87'],
   ['a package that is not there', {}, [], ['install', '/nonexistent/none.msi'], '1619'],
+  ['a malformed command line', {}, [], ['install', v1, '9LIVES=1'], '1639'],
   ['another version of the product', {}, [['register', v1, '--version', '0.9.0', '--package-code',
     '{5E0A7C21-9000-4000-8000-00000000A0B1}']], ['install', v1], '1638'],
   ['a false launch condition', {}, [], ['install', v1, 'BLOCKED=1'], '1603'],
