@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
+#include <system_error>
 #include <vector>
 
 #include "platform/emulated/installer/actions.h"
@@ -190,7 +192,7 @@ UINT InstallOperation::run(Session& session) {
     const MSICONDITION holds = row.condition.empty() ? MSICONDITION_TRUE : evaluateCondition(row.condition, session);
     const bool generating = scripts_.count(&session) > 0;
     if (holds == MSICONDITION_ERROR) {
-      session.messages().verbose(u"Skipping action " + row.action + u": its condition is malformed.");
+      session.messages().verbose(u"Action " + row.action + u": its condition is malformed; the installation fails.");
       result = ERROR_INSTALL_FAILURE;
     } else if (holds == MSICONDITION_TRUE) {
       const size_t before = session.script() ? session.script()->actions().size() : 0;
@@ -234,7 +236,8 @@ UINT InstallOperation::removeRelatedProduct(Session& upgrading, std::u16string_v
   const auto product = findInstalledProduct(productCode);
   if (!product) return ERROR_SUCCESS;
   UINT code = ERROR_SUCCESS;
-  std::shared_ptr<Session> session = Session::open(product->localPackage, sessionUiLevel(), code);
+  std::shared_ptr<Session> session =
+      Session::open(product->localPackage, sessionUiLevel(), code, &upgrading.messages());
   if (!session) {
     std::u16string text = u"Error 1612. The installation source for the product " + product->productCode;
     text += u" is not available: its cached package " + product->localPackage + u" cannot be opened.";
@@ -244,9 +247,7 @@ UINT InstallOperation::removeRelatedProduct(Session& upgrading, std::u16string_v
   session->setProperty(u"REMOVE", u"ALL");
   session->setProperty(u"UPGRADINGPRODUCTCODE", upgrading.property(u"ProductCode"));
   session->setScript(upgrading.script());
-  const UINT result = run(*session);
-  session->endOperation(result);
-  return result;
+  return run(*session);
 }
 
 UINT installPackage(std::u16string_view packagePath, const PropertySettings& properties) {
@@ -277,6 +278,10 @@ UINT configureProduct(std::u16string_view productCode, int installLevel, INSTALL
 }
 
 void recoverInterruptedOperations() {
+  // Most calls find no journal at all: they neither lock nor create the
+  // lock file then.
+  std::error_code error;
+  if (std::filesystem::is_empty(machineRoot() + "/installer/journal", error) || error) return;
   InstallationLock lock;
   if (lock.held()) rollBackInterruptedOperations();
 }

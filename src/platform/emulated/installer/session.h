@@ -99,11 +99,15 @@ class Session final : public SessionFacts {
  public:
   // Opens the package at `windowsPath` read-only: ERROR_SUCCESS,
   // ERROR_INSTALL_PACKAGE_OPEN_FAILED (no such file) or
-  // ERROR_INSTALL_PACKAGE_INVALID (not a package).
-  static std::shared_ptr<Session> open(std::u16string_view windowsPath, int uiLevel, UINT& code);
+  // ERROR_INSTALL_PACKAGE_INVALID (not a package). With `sharedMessages`
+  // the session posts on that channel, of an operation it is nested in (a
+  // removal by RemoveExistingProducts), which must outlive it; it does not
+  // end that channel.
+  static std::shared_ptr<Session> open(std::u16string_view windowsPath, int uiLevel, UINT& code,
+                                       MessageChannel* sharedMessages = nullptr);
   // A session over a database already open (MsiOpenPackageW's "#handle").
   static std::shared_ptr<Session> openDatabase(std::shared_ptr<DatabaseObject> database, std::u16string path,
-                                               int uiLevel, UINT& code);
+                                               int uiLevel, UINT& code, MessageChannel* sharedMessages = nullptr);
 
   ~Session() override;
   Session(const Session&) = delete;
@@ -111,7 +115,7 @@ class Session final : public SessionFacts {
 
   // The operation's message path; endOperation() ends it with the
   // operation's result (later calls change nothing).
-  MessageChannel& messages() { return *messages_; }
+  MessageChannel& messages() { return *channel_; }
   void endOperation(UINT result);
   std::recursive_mutex& actionLock() { return actionLock_; }
 
@@ -178,7 +182,8 @@ class Session final : public SessionFacts {
 
   PackageTables tables_;
   const std::u16string packagePath_;
-  std::unique_ptr<MessageChannel> messages_;
+  std::unique_ptr<MessageChannel> messages_;  // null with a shared channel
+  MessageChannel* channel_ = nullptr;
   std::recursive_mutex actionLock_;
   mutable std::mutex propertiesLock_;
   PropertyMap properties_;

@@ -31,14 +31,14 @@ constexpr StandardAction kActions[] = {
 
     // The installation's changes to files, folders, the registry and
     // shortcuts, written into the installation script.
-    {u"CreateFolders", nullptr},
-    {u"RemoveFolders", nullptr},
-    {u"InstallFiles", nullptr},
-    {u"RemoveFiles", nullptr},
-    {u"WriteRegistryValues", nullptr},
-    {u"RemoveRegistryValues", nullptr},
-    {u"CreateShortcuts", nullptr},
-    {u"RemoveShortcuts", nullptr},
+    {u"CreateFolders", createFolders},
+    {u"RemoveFolders", removeFolders},
+    {u"InstallFiles", installFiles},
+    {u"RemoveFiles", removeFiles},
+    {u"WriteRegistryValues", writeRegistryValues},
+    {u"RemoveRegistryValues", removeRegistryValues},
+    {u"CreateShortcuts", createShortcuts},
+    {u"RemoveShortcuts", removeShortcuts},
 
     // The other documented standard actions: what they do (services, COM,
     // fonts, ODBC, ...) the emulated machine does not have.
