@@ -16,6 +16,7 @@
 #include "platform/emulated/machine/unicode.h"
 #include "platform/emulated/msi_products.h"
 #include "platform/emulated/msi_ui.h"
+#include "platform/emulated/registry/registry_store.h"
 #include "session_support.h"
 
 namespace {
@@ -25,6 +26,7 @@ using emulated::utf8ToUtf16;
 
 constexpr const char16_t* kProduct = u"{5E1A7C3B-2D4F-4A68-9B0C-1D2E3F405161}";
 constexpr const char16_t* kUpgrade = u"{5E1A7C3B-2D4F-4A68-9B0C-1D2E3F405162}";
+constexpr const char16_t* kUninstallKey = u"HKLM\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
 
 // Every message, and the bar of the execution phase as the add-on's
 // decoder moves it: the total of its reset, the ticks reported after it,
@@ -69,7 +71,10 @@ class InstallOperationTest : public session_test::SessionTest {
  protected:
   void SetUp() override {
     SessionTest::SetUp();
-    ::mkdir(hostPath("Program Files").c_str(), 0755);  // there on every Windows
+    // What every Windows has.
+    for (const char* folder : {"Program Files", "Windows", "Windows/Installer"}) ::mkdir(hostPath(folder).c_str(), 0755);
+    std::vector<emulated::registry::KeyPath> made;
+    emulated::registry::createKey(*emulated::registry::parseKeyPath(kUninstallKey), &made);
     MsiSetExternalUIW(handler, 0xFFFFFFFF, &watcher_);
   }
   void TearDown() override {
@@ -87,7 +92,7 @@ class InstallOperationTest : public session_test::SessionTest {
       if (!lock && name != "/machine.conf") (*tree)[name] = read(path);
       return;
     }
-    if (name.rfind("/drive_", 0) == 0) (*tree)[name + "/"] = "";
+    if (name.rfind("/drive_", 0) == 0 || name.rfind("/registry", 0) == 0) (*tree)[name + "/"] = "";
     DIR* dir = ::opendir(path.c_str());
     while (dirent* entry = dir ? ::readdir(dir) : nullptr) {
       const std::string child = entry->d_name;

@@ -11,7 +11,8 @@
 // - RegisterProduct: the package cached under C:\Windows\Installer, named
 //   as Windows names it (random hex digits, ".msi"), and the product's
 //   entry under HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall;
-//   on removal both go, with the folders and keys that were left empty;
+//   on removal both go (the cache folder and the Uninstall key stay, as
+//   Windows always has them);
 // - RegisterUser: USERNAME and COMPANYNAME as RegOwner and RegCompany;
 // - PublishFeatures / UnpublishFeatures: the features installed / removed,
 //   one ACTIONDATA each;
@@ -101,19 +102,13 @@ UINT cachePackage(Session& session, InstallJournal& journal, const std::string& 
   return code == ERROR_SUCCESS ? code : changeFailed(session, 1310, u"Error writing to file: " + cached + u".", cached);
 }
 
-// Removes the file, then each folder above it that this left empty, up to
-// the drive.
+// The cache folder stays, as on every Windows.
 UINT uncachePackage(Session& session, InstallJournal& journal, const std::u16string& cached) {
-  std::string path = toHostPath(cached);
+  const std::string path = toHostPath(cached);
   struct stat st;
   if (::stat(path.c_str(), &st) != 0) return ERROR_SUCCESS;
   if (journal.removeFile(path) != ERROR_SUCCESS)
     return changeFailed(session, 1321, u"The file " + cached + u" could not be removed.", cached);
-  const std::string drive = machineRoot() + "/drive_c";
-  for (path = parentFolder(path); path.size() > drive.size(); path = parentFolder(path)) {
-    std::error_code error;
-    if (!std::filesystem::is_empty(path, error) || error || journal.removeFolder(path) != ERROR_SUCCESS) break;
-  }
   return ERROR_SUCCESS;
 }
 
@@ -163,22 +158,17 @@ UINT writeValues(Session& session, InstallJournal& journal, const registry::KeyP
   return ERROR_SUCCESS;
 }
 
-// Deletes the key's values and the key, then each key above that this
-// left empty.
-UINT deleteKeyTree(Session& session, InstallJournal& journal, registry::KeyPath key) {
+// Deletes the key's values, then the key; the Uninstall key above it stays,
+// as on every Windows.
+UINT deleteKeyTree(Session& session, InstallJournal& journal, const registry::KeyPath& key) {
   std::vector<registry::RegistryValue> values;
   if (registry::keyValues(key, &values) != ERROR_SUCCESS) return ERROR_SUCCESS;  // not there
   for (const registry::RegistryValue& value : values) {
     if (journal.deleteValue(key, value.name) != ERROR_SUCCESS)
       return changeFailed(session, 1403, u"Could not delete value " + value.name + u".", value.name);
   }
-  for (; !key.names.empty(); key.names.pop_back()) {
-    std::vector<std::u16string> subkeys;
-    values.clear();
-    if (registry::subkeyNames(key, &subkeys) != ERROR_SUCCESS || !subkeys.empty()) break;
-    if (registry::keyValues(key, &values) != ERROR_SUCCESS || !values.empty()) break;
-    if (journal.deleteKey(key) != ERROR_SUCCESS) break;
-  }
+  if (journal.deleteKey(key) != ERROR_SUCCESS)
+    return changeFailed(session, 1402, u"Could not delete the product's key.", u"");
   return ERROR_SUCCESS;
 }
 
