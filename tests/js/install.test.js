@@ -10,6 +10,7 @@ const m = require('./install_machine');
 
 const PAYLOAD = path.join(__dirname, '..', 'fixtures', 'files');
 const MENU = 'ProgramData/Microsoft/Windows/Start Menu/Programs/';
+const APP_DIR = 'C:\\Program Files\\Ornel Scenario\\';
 
 // What an installation added under drive_c, the cached package's random
 // name made fixed.
@@ -76,6 +77,7 @@ const results = [
   ['an unknown product', {}, [], ['uninstall', '{00000000-1111-4222-8333-444444444444}'], '1605'],
   ['a malformed product code', {}, [], ['uninstall', '5E0A7C21-4B8D'], '87'],
   ['a package that is not there', {}, [], ['install', '/nonexistent/none.msi'], '1619'],
+  ['a file that is not a package', {}, [], ['install', path.join(PAYLOAD, 'scenario_app.txt')], '1620'],
   ['a malformed command line', {}, [], ['install', v1, '9LIVES=1'], '1639'],
   ['another version of the product', {}, [['register', v1, '--version', '0.9.0', '--package-code',
     '{5E0A7C21-9000-4000-8000-00000000A0B1}']], ['install', v1], '1638'],
@@ -136,6 +138,8 @@ test('the progress of an installation, an upgrade and a removal, as the UI reads
       assert.deepStrictEqual(reset.percents, [...reset.percents].sort((a, b) => a - b), command.join(' '));
     }
     assert.strictEqual(percents[percents.length - 1], 100, command.join(' '));
+    const data = m.readMessages(messages).filter((msg) => msg.type === '0x09000000').map((msg) => msg.text);
+    if (command[1] === v1) assert.ok(data.includes(`File: app.txt,  Directory: ${APP_DIR},  Size: 29`), data.join('\n'));
   }
   fs.rmSync(root, { recursive: true, force: true });
 });
