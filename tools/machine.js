@@ -13,7 +13,7 @@
 //   node tools/machine.js registry get KEY [NAME] | registry delete KEY [NAME]
 //   node tools/machine.js event create NAME | event set NAME
 //   node tools/machine.js condition PACKAGE.msi [--set NAME=VALUE ...] EXPRESSION [EXPRESSION ...]
-//   node tools/machine.js preinstall PACKAGE.msi [PROP=VALUE ...] [--messages FILE]
+//   node tools/machine.js preinstall PACKAGE.msi [PROP=VALUE ...] [--messages FILE] [--cancel-at N]
 //   node tools/machine.js install PACKAGE.msi [PROP=VALUE ...] [--messages FILE] [--cancel-at N]
 //   node tools/machine.js uninstall PRODUCTCODE [--messages FILE] [--cancel-at N]
 //

@@ -461,9 +461,10 @@ RunArguments runArguments(const std::vector<std::string>& args, const char* usag
       ++i;
       continue;
     }
+    if (!takesProperties) fail("unexpected argument " + args[i] + "\n" + usage);
     const std::u16string assignment = utf8ToUtf16(args[i]);
     const size_t equals = assignment.find(u'=');
-    if (!takesProperties || equals == 0 || equals == std::u16string::npos) fail("not PROP=VALUE: " + args[i] + "\n" + usage);
+    if (equals == 0 || equals == std::u16string::npos) fail("not PROP=VALUE: " + args[i] + "\n" + usage);
     run.properties.emplace_back(assignment.substr(0, equals), assignment.substr(equals + 1));
   }
   return run;
@@ -472,7 +473,8 @@ RunArguments runArguments(const std::vector<std::string>& args, const char* usag
 // The handler of a run: each message appended to the --messages file as a
 // JSON line as soon as it arrives (so that a watcher sees the run advance,
 // and a killed run leaves every message it got), IDCANCEL to the
-// --cancel-at-th message, IDOK to the others.
+// --cancel-at-th message, IDOK to the others. A file that cannot be
+// written (a full disk) is said once; the run goes on.
 class MessageLog {
  public:
   explicit MessageLog(const RunArguments& run) : cancelAt_(run.cancelAt) {
@@ -489,8 +491,9 @@ class MessageLog {
   INT operator()(const preinstall::Message& message) {
     if (file_ != nullptr) {
       const std::string line = jsonLine(message) + "\n";
-      std::fwrite(line.data(), 1, line.size(), file_);
-      std::fflush(file_);
+      const bool written = std::fwrite(line.data(), 1, line.size(), file_) == line.size() && std::fflush(file_) == 0;
+      if (!written && !failed_) std::fprintf(stderr, "machine: cannot write the messages file\n");
+      failed_ = failed_ || !written;
     }
     return ++count_ == cancelAt_ ? IDCANCEL : IDOK;
   }
@@ -499,6 +502,7 @@ class MessageLog {
   FILE* file_ = nullptr;
   unsigned long cancelAt_;
   unsigned long count_ = 0;
+  bool failed_ = false;
 };
 
 // The command line of MsiInstallProductW: each value quoted, its quotes
@@ -520,7 +524,7 @@ enum class Run { kPreinstall, kInstall, kUninstall };
 
 int runCommand(Run kind, const std::vector<std::string>& args) {
   const char* usages[] = {
-      "usage: preinstall PACKAGE.msi [PROP=VALUE ...] [--messages FILE]",
+      "usage: preinstall PACKAGE.msi [PROP=VALUE ...] [--messages FILE] [--cancel-at N]",
       "usage: install PACKAGE.msi [PROP=VALUE ...] [--messages FILE] [--cancel-at N]",
       "usage: uninstall PRODUCTCODE [--messages FILE] [--cancel-at N]"};
   const RunArguments run = runArguments(args, usages[static_cast<int>(kind)], kind != Run::kUninstall);
@@ -548,7 +552,7 @@ int main(int argc, char** argv) {
   if (args.empty())
     fail("usage: init | config KEY VALUE | register PACKAGE.msi [...] | unregister CODE | list | "
          "event create|set NAME | condition PACKAGE.msi [--set NAME=VALUE ...] EXPRESSION ... | "
-         "preinstall PACKAGE.msi [PROP=VALUE ...] [--messages FILE] | "
+         "preinstall PACKAGE.msi [PROP=VALUE ...] [--messages FILE] [--cancel-at N] | "
          "install PACKAGE.msi [PROP=VALUE ...] [--messages FILE] [--cancel-at N] | "
          "uninstall PRODUCTCODE [--messages FILE] [--cancel-at N]");
   const std::string command = args[0];
