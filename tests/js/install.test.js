@@ -111,9 +111,11 @@ test('a second installation while one runs in another process gives 1618; the fi
   const root = m.freshMachine({ installTickDelayMs: 400 });
   const messages = path.join(root, 'slow.json');
   const slow = m.startTool(root, 'install', v1, '--messages', messages);
-  const ended = new Promise((resolve) => slow.on('exit', resolve));
+  let exit = null;
+  const ended = new Promise((resolve) => slow.on('exit', (code) => resolve((exit = code))));
   const reporting = () => fs.existsSync(messages) && m.readMessages(messages).some((msg) => /^1: 2 /.test(msg.text));
-  while (!reporting()) await new Promise((resolve) => setTimeout(resolve, 20));
+  while (!reporting() && exit === null) await new Promise((resolve) => setTimeout(resolve, 20));
+  assert.strictEqual(exit, null, 'the slow installation still runs');
   assert.strictEqual(m.tool(root, 'install', m.fixture('scenario_v2')).out, '1618');
   assert.strictEqual(m.tool(root, 'list').status, 0, 'a look at the machine takes nothing back');
   assert.strictEqual(await ended, 0);

@@ -41,9 +41,11 @@ for (const { name, prepare, command, after } of runs) {
     const before = m.snapshot(root);
     const messages = path.join(root, '..', `${path.basename(root)}.json`);
     for (const at of points) {
+      fs.rmSync(messages, { force: true });
       const child = m.startTool(root, ...command, '--messages', messages);
-      const ended = new Promise((resolve) => child.on('exit', (code, signal) => resolve(signal)));
-      while (count(messages) < at) await sleep(5);
+      let running = true;
+      const ended = new Promise((resolve) => child.on('exit', (code, signal) => resolve((running = false) || signal)));
+      while (count(messages) < at && running) await sleep(5);
       child.kill('SIGKILL');
       assert.strictEqual(await ended, 'SIGKILL', `killed after message ${at}`);
       assert.notDeepStrictEqual(m.snapshot(root), before, `the run had changed the machine by message ${at}`);
