@@ -17,14 +17,15 @@ const runs = [
 const sleep = (ms) => new Promise((resolve) => setTimeout(resolve, ms));
 const count = (file) => (fs.existsSync(file) ? m.readMessages(file).length : 0);
 
-// The message numbers (1-based) of the execution's progress reports, all
-// but the last, at most `most` of them evenly spread.
+// The message numbers (1-based) of the first progress report while the
+// script is written, and of the execution's reports, all but the last, at
+// most `most` of them evenly spread.
 function killPoints(messages, most) {
   const execution = messages.findIndex((msg) => /^1: 0 2: \d+ 3: 0 4: 0 $/.test(msg.text));
-  const reports = messages.map((msg, i) => i).filter((i) => i > execution && /^1: 2 /.test(messages[i].text));
-  const chosen = reports.slice(0, -1);
+  const reports = messages.map((msg, i) => i).filter((i) => /^1: 2 /.test(messages[i].text));
+  const chosen = reports.filter((i) => i > execution).slice(0, -1);
   const stride = Math.max(1, Math.ceil(chosen.length / most));
-  return chosen.filter((_, i) => i % stride === 0).map((i) => i + 1);
+  return [reports[0], ...chosen.filter((_, i) => i % stride === 0)].map((i) => i + 1);
 }
 
 for (const { name, prepare, command, after } of runs) {
