@@ -368,15 +368,18 @@ std::string InstallJournal::stagingPath() { return state_->folder + "/" + state_
 UINT InstallJournal::placeFile(const std::string& target, const std::string& staged) {
   const std::string field = escapeLineText(utf8ToUtf16(target));
   if (isFolder(target)) return ERROR_ACCESS_DENIED;
-  if (exists(target)) {
-    // Aside first, then the new file: undone, the backup goes back.
-    const std::string backup = state_->newFileName("backup");
-    if (UINT code = state_->append({"moved", field, backup})) return code;
-    if (UINT code = moveFile(target, state_->folder + "/" + backup)) return code;
-  } else if (UINT code = state_->append({"new", field})) {
-    return code;
+  if (!exists(target)) {
+    if (UINT code = state_->append({"new", field})) return code;
+    return moveFile(staged, target);
   }
-  return moveFile(staged, target);
+  // Aside first, then the new file: undone, the backup goes back; a new
+  // file that cannot be placed puts it back at once.
+  const std::string backup = state_->folder + "/" + state_->newFileName("backup");
+  if (UINT code = state_->append({"moved", field, backup.substr(state_->folder.size() + 1)})) return code;
+  if (UINT code = moveFile(target, backup)) return code;
+  const UINT code = moveFile(staged, target);
+  if (code != ERROR_SUCCESS) moveFile(backup, target);
+  return code;
 }
 
 UINT InstallJournal::writeFile(const std::string& target, std::string_view bytes) {

@@ -263,7 +263,9 @@ UINT writeRegistryValues(Session& session) {
     }
     ValueToWrite value = parseValue(*row.value);
     value.value.name = row.name;
-    action.add(action.actionData({std::nullopt, keyText(key), row.name, *row.value}), kOperationTicks,
+    std::u16string shown = *row.value;  // a list shows its separators as the table writes them
+    for (size_t at; (at = shown.find(u'\0')) != std::u16string::npos;) shown.replace(at, 1, u"[~]");
+    action.add(action.actionData({std::nullopt, keyText(key), row.name, shown}), kOperationTicks,
                [key, value](Session& s, InstallJournal& journal) { return writeValue(s, journal, key, value); });
   }
   return ERROR_SUCCESS;
