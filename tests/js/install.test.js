@@ -11,6 +11,7 @@ const m = require('./install_machine');
 const PAYLOAD = path.join(__dirname, '..', 'fixtures', 'files');
 const MENU = 'ProgramData/Microsoft/Windows/Start Menu/Programs/';
 const APP_DIR = 'C:\\Program Files\\Ornel Scenario\\';
+const SOURCES = { 'app.txt': 'scenario_app.txt', 'settings.ini': 'scenario_settings.ini', 'docs/manual.txt': 'scenario_manual.txt' };
 
 // What an installation added under drive_c, the cached package's random
 // name made fixed.
@@ -34,10 +35,9 @@ for (const { name, args, dir, manual } of installs) {
     const files = ['app.txt', 'settings.ini', ...(manual ? ['docs/', 'docs/manual.txt'] : [])];
     assert.deepStrictEqual(added(before, after),
       [dir, ...files.map((f) => dir + f), `${MENU}Ornel Scenario.lnk`, 'Windows/Installer/*.msi'].sort());
-    for (const [file, source] of [['app.txt', 'scenario_app.txt'], ['docs/manual.txt', 'scenario_manual.txt']]) {
-      if (file.startsWith('docs') && !manual) continue;
+    for (const file of files.filter((f) => f in SOURCES)) {
       assert.deepStrictEqual(fs.readFileSync(path.join(root, 'drive_c', dir, file)),
-        fs.readFileSync(path.join(PAYLOAD, source)));
+        fs.readFileSync(path.join(PAYLOAD, SOURCES[file])), file);
     }
     const windowsDir = `C:\\${dir.replace(/\//g, '\\')}`;
     assert.ok(fs.readFileSync(path.join(root, 'drive_c', MENU, 'Ornel Scenario.lnk'), 'utf8')
