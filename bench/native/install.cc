@@ -203,7 +203,7 @@ void timedPair(benchmark::State& state, UINT (*timed)(), UINT (*untimed)(), bool
 void BM_Install(benchmark::State& state) { timedPair(state, install, remove, false); }
 void BM_Remove(benchmark::State& state) { timedPair(state, remove, install, true); }
 
-constexpr int kRounds = 3;
+constexpr int kRounds = 5;
 
 }  // namespace
 
