@@ -89,7 +89,8 @@ std::string writeSource(const std::string& folder) {
 bool copyCabinet(const std::string& package, const std::string& cabinet) {
   LibmsiDatabase* database = libmsi_database_new(package.c_str(), LIBMSI_DB_FLAGS_READONLY, nullptr, nullptr);
   if (database == nullptr) return false;
-  LibmsiQuery* query = libmsi_query_new(database, "SELECT `Data` FROM `_Streams` WHERE `Name` = 'install.cab'", nullptr);
+  LibmsiQuery* query =
+      libmsi_query_new(database, "SELECT `Data` FROM `_Streams` WHERE `Name` = 'install.cab'", nullptr);
   bool copied = false;
   if (query != nullptr && libmsi_query_execute(query, nullptr, nullptr)) {
     if (LibmsiRecord* row = libmsi_query_fetch(query, nullptr)) {

@@ -11,7 +11,9 @@ const m = require('./install_machine');
 const PAYLOAD = path.join(__dirname, '..', 'fixtures', 'files');
 const MENU = 'ProgramData/Microsoft/Windows/Start Menu/Programs/';
 const APP_DIR = 'C:\\Program Files\\Ornel Scenario\\';
-const SOURCES = { 'app.txt': 'scenario_app.txt', 'settings.ini': 'scenario_settings.ini', 'docs/manual.txt': 'scenario_manual.txt' };
+const SOURCES = {
+  'app.txt': 'scenario_app.txt', 'settings.ini': 'scenario_settings.ini', 'docs/manual.txt': 'scenario_manual.txt',
+};
 
 // What an installation added under drive_c, the cached package's random
 // name made fixed.
@@ -20,10 +22,11 @@ function added(before, after) {
     .map((name) => name.slice('drive_c/'.length).replace(/^(Windows\/Installer\/)[^/]+\.msi$/, '$1*.msi')).sort();
 }
 
+const PROGRAM = 'Program Files/Ornel Scenario/';
 const installs = [
-  { name: 'the defaults', args: [], dir: 'Program Files/Ornel Scenario/', manual: false },
+  { name: 'the defaults', args: [], dir: PROGRAM, manual: false },
   { name: 'INSTALLDIR elsewhere', args: ['INSTALLDIR=C:\\Apps\\Scenario'], dir: 'Apps/Scenario/', manual: false },
-  { name: 'the Extras feature by INSTALLLEVEL', args: ['INSTALLLEVEL=1000'], dir: 'Program Files/Ornel Scenario/', manual: true },
+  { name: 'the Extras feature by INSTALLLEVEL', args: ['INSTALLLEVEL=1000'], dir: PROGRAM, manual: true },
 ];
 
 for (const { name, args, dir, manual } of installs) {
@@ -101,7 +104,8 @@ for (const [name, config, setup, command, code] of results) {
     } else {
       assert.deepStrictEqual(m.snapshot(root), before);
     }
-    if (code === '1603') assert.ok(m.readMessages(messages).some((msg) => msg.type.startsWith('0x01')), 'an error message');
+    const errors = m.readMessages(messages).filter((msg) => msg.type.startsWith('0x01'));
+    if (code === '1603') assert.ok(errors.length > 0, 'an error message');
     fs.rmSync(root, { recursive: true, force: true });
     fs.rmSync(messages, { force: true });
   });
@@ -141,7 +145,8 @@ test('the progress of an installation, an upgrade and a removal, as the UI reads
     }
     assert.strictEqual(percents[percents.length - 1], 100, command.join(' '));
     const data = m.readMessages(messages).filter((msg) => msg.type === '0x09000000').map((msg) => msg.text);
-    if (command[1] === v1) assert.ok(data.includes(`File: app.txt,  Directory: ${APP_DIR},  Size: 29`), data.join('\n'));
+    const file = `File: app.txt,  Directory: ${APP_DIR},  Size: 29`;
+    if (command[1] === v1) assert.ok(data.includes(file), data.join('\n'));
   }
   fs.rmSync(root, { recursive: true, force: true });
 });

@@ -87,7 +87,8 @@ function readFields(text, fields) {
 // generation, the ticks reported after it and the percentage after each
 // of those reports.
 function decodeProgress(messages) {
-  const s = { min: 0, max: 0, step: 0, position: 0, total: 0, reported: 0, forward: true, script: false, byData: false };
+  const s = { min: 0, max: 0, step: 0, position: 0, total: 0, reported: 0 };
+  Object.assign(s, { forward: true, script: false, byData: false });
   const fields = [0, 0, 0, 0, 0];
   const clamp = (v) => Math.min(Math.max(v, s.min), s.max);
   const percent = () => (s.max - s.min >= 1 ? Math.trunc(((s.position - s.min) * 100) / (s.max - s.min)) : 0);

@@ -11,8 +11,8 @@ const m = require('./install_machine');
 
 const v1 = m.fixture('scenario_v1');
 const runs = [
-  { name: 'installation', prepare: () => {}, command: ['install', v1], after: ['install', v1] },
-  { name: 'removal', prepare: (root) => m.tool(root, 'install', v1), command: ['uninstall', m.V1], after: ['uninstall', m.V1] },
+  { name: 'installation', prepare: () => {}, command: ['install', v1] },
+  { name: 'removal', prepare: (root) => m.tool(root, 'install', v1), command: ['uninstall', m.V1] },
 ];
 const sleep = (ms) => new Promise((resolve) => setTimeout(resolve, ms));
 const count = (file) => (fs.existsSync(file) ? m.readMessages(file).length : 0);
@@ -28,7 +28,7 @@ function killPoints(messages, most) {
   return [reports[0], ...chosen.filter((_, i) => i % stride === 0)].map((i) => i + 1);
 }
 
-for (const { name, prepare, command, after } of runs) {
+for (const { name, prepare, command } of runs) {
   test(`a killed ${name} is taken back by the next engine call`, async () => {
     const probe = m.freshMachine();
     prepare(probe);
@@ -53,7 +53,7 @@ for (const { name, prepare, command, after } of runs) {
       assert.strictEqual(m.tool(root, 'list').status, 0);
       assert.deepStrictEqual(m.snapshot(root), before, `killed after message ${at}`);
     }
-    assert.strictEqual(m.tool(root, ...after).out, '0', `${after[0]} once taken back`);
+    assert.strictEqual(m.tool(root, ...command).out, '0', `the ${name} once taken back`);
     for (const dir of [probe, root]) fs.rmSync(dir, { recursive: true, force: true });
     fs.rmSync(messages, { force: true });
   });
