@@ -179,10 +179,10 @@ UINT FileCopy::stage(Session& session, InstallJournal& journal, std::string* sta
     if (UINT code = cabinet->ensure(session, journal)) return code;
     const CabinetMember& member = cabinet->wanted.at(utf16ToUtf8(key));
     if (!member.extracted) {
-      return operationError(session, 1334, u"The file '" + key + u"' cannot be installed because the file cannot "
-                                            u"be found in cabinet file '" + cabinet->cabinet + u"'. This could indicate a "
-                                            u"network error, an error reading from the CD-ROM, or a problem with "
-                                            u"this package.");
+      return operationError(session, 1334,
+                            u"The file '" + key + u"' cannot be installed because the file cannot be found in cabinet "
+                            u"file '" + cabinet->cabinet + u"'. This could indicate a network error, an error reading "
+                            u"from the CD-ROM, or a problem with this package.");
     }
     *staged = member.stagedPath;
     struct timespec times[2] = {{member.modified, 0}, {member.modified, 0}};
@@ -388,12 +388,14 @@ UINT installFiles(Session& session) {
   for (const FileRow& file : session.files()) {
     if (installsComponent(session, file.component) && !file.targetPath.empty()) files.push_back(&file);
   }
-  std::stable_sort(files.begin(), files.end(), [](const FileRow* a, const FileRow* b) { return a->sequence < b->sequence; });
+  std::stable_sort(files.begin(), files.end(),
+                   [](const FileRow* a, const FileRow* b) { return a->sequence < b->sequence; });
   std::map<std::u16string, std::shared_ptr<CabinetStage>> cabinets;
   HostPaths paths;
   for (const FileRow* file : files) {
     auto copy = std::make_shared<FileCopy>(describeFile(session, *file, byKey, paths));
-    const auto disk = std::find_if(media.begin(), media.end(), [&](const Media& m) { return m.lastSequence >= file->sequence; });
+    const auto disk =
+        std::find_if(media.begin(), media.end(), [&](const Media& m) { return m.lastSequence >= file->sequence; });
     if (compressed(*file, words) && disk != media.end() && !disk->cabinet.empty()) {
       auto& stage = cabinets[disk->cabinet];
       if (!stage) stage = std::make_shared<CabinetStage>(CabinetStage{disk->cabinet, {}, false, ERROR_SUCCESS});

@@ -267,9 +267,9 @@ std::string newJournalName() {
   timespec now{};
   ::clock_gettime(CLOCK_REALTIME, &now);
   char name[64];
-  std::snprintf(name, sizeof name, "%016llx-%d-%u",
-                static_cast<unsigned long long>(now.tv_sec) * 1000000000ULL + static_cast<unsigned long long>(now.tv_nsec),
-                static_cast<int>(::getpid()), counter++);
+  const unsigned long long nanoseconds =
+      static_cast<unsigned long long>(now.tv_sec) * 1000000000ULL + static_cast<unsigned long long>(now.tv_nsec);
+  std::snprintf(name, sizeof name, "%016llx-%d-%u", nanoseconds, static_cast<int>(::getpid()), counter++);
   return name;
 }
 

@@ -199,7 +199,8 @@ UINT InstallOperation::run(Session& session) {
     } else if (holds == MSICONDITION_TRUE) {
       const size_t before = session.script() ? session.script()->actions().size() : 0;
       result = operationResult(doAction(session, row.action));
-      if (result == ERROR_SUCCESS && row.action == settings_.failAction && !wroteOperations(session, before, row.action))
+      if (result == ERROR_SUCCESS && row.action == settings_.failAction &&
+          !wroteOperations(session, before, row.action))
         result = failScenarioAction(session, row.action);
     }
     // The generation phase's bar: one tick per row written into the script.

@@ -205,8 +205,10 @@ UINT deleteValue(InstallJournal& journal, const KeyPath& key, const std::u16stri
 UINT takeBack(InstallJournal& journal, const KeyPath& key, const ValueToWrite& written) {
   RegistryValue existing;
   const bool added = written.list == ListMode::Append || written.list == ListMode::Prepend;
-  if (!added || !registry::keyExists(key) || registry::queryValue(key, written.value.name, &existing) != ERROR_SUCCESS ||
-      existing.type != REG_MULTI_SZ) {
+  const bool list = registry::keyExists(key) &&
+                    registry::queryValue(key, written.value.name, &existing) == ERROR_SUCCESS &&
+                    existing.type == REG_MULTI_SZ;
+  if (!added || !list) {
     return deleteValue(journal, key, written.value.name);
   }
   std::vector<std::u16string> kept;
@@ -241,7 +243,8 @@ std::vector<RegistryRow> rows(const Session& session, const char* sql, bool with
 }
 
 constexpr char kRegistrySql[] = "SELECT `Registry`, `Root`, `Key`, `Name`, `Value`, `Component_` FROM `Registry`";
-constexpr char kRemoveRegistrySql[] = "SELECT `RemoveRegistry`, `Root`, `Key`, `Name`, `Component_` FROM `RemoveRegistry`";
+constexpr char kRemoveRegistrySql[] =
+    "SELECT `RemoveRegistry`, `Root`, `Key`, `Name`, `Component_` FROM `RemoveRegistry`";
 
 bool installs(const Session& session, const std::u16string& component) {
   return installsComponent(session, component) || installsFromSource(session, component);
