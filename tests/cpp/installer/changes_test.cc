@@ -173,7 +173,8 @@ TEST_F(Changes, InstallRollBackCommitAndRemove) {
   EXPECT_EQ(value(kOld, u"Stale"), "<none>");
   EXPECT_TRUE(emulated::registry::keyExists({u"HKEY_LOCAL_MACHINE", {u"Software", u"Ornel", u"Changes", u"Empty"}}));
 
-  // Removed: the files, folders, shortcut and the package's own keys go.
+  // Removed: the files (and the logs the RemoveFile table names), folders, shortcut and the package's own keys go.
+  std::ofstream(hostPath(app + "run.LOG")) << "written by the product";
   ASSERT_EQ(run({std::begin(kRemove), std::end(kRemove)}, INSTALLSTATE_ABSENT, true), 0u);
   EXPECT_FALSE(exists(hostPath("Program Files/Ornel")));
   EXPECT_FALSE(exists(hostPath("ProgramData/Microsoft/Windows/Start Menu/Programs/Ornel Changes")));

@@ -244,10 +244,22 @@ FileCopy describeFile(const Session& session, const FileRow& file, const std::ma
   return copy;
 }
 
+// A directory's folder in the source tree; with short names (the word
+// count's bit 1) each folder below the root goes by its short source name.
+std::u16string sourceFolder(const Session& session, std::u16string_view key, bool shortNames, int depth = 0) {
+  const DirectoryRow* row = session.findDirectory(key);
+  if (row == nullptr) return windowsFolderOf(session.packagePath());
+  const bool root = row->parent.empty() || row->parent == row->key;
+  if (!shortNames || root || depth > 256) return row->sourcePath;
+  const std::u16string name = defaultDirName(row->defaultDir, true, true);
+  const std::u16string parent = sourceFolder(session, row->parent, true, depth + 1);
+  return name.empty() ? parent : parent + name + u"\\";
+}
+
 std::u16string uncompressedSource(const Session& session, const FileRow& file, int words) {
   const ComponentRow* component = session.findComponent(file.component);
-  const DirectoryRow* directory = component ? session.findDirectory(component->directory) : nullptr;
-  const std::u16string folder = directory ? directory->sourcePath : windowsFolderOf(session.packagePath());
+  const std::u16string folder = component ? sourceFolder(session, component->directory, words & kWordShortNames)
+                                          : windowsFolderOf(session.packagePath());
   const std::u16string name = (words & kWordShortNames) ? file.shortName : file.longName;
   return folder + (name.empty() ? file.longName : name);
 }

@@ -241,15 +241,20 @@ void undoEntry(const std::string& folder, const Fields& entry) {
   }
 }
 
+// The journals' folder and the installer folder above it, when nothing
+// else is in them: an operation leaves no folder of its own behind on a
+// fresh machine.
+void dropEmptyParents() {
+  if (::rmdir(journalsFolder().c_str()) == 0) ::rmdir((machineRoot() + "/installer").c_str());
+}
+
 // Drops a finished journal's folder.
 void dropJournal(const std::string& folder) {
   // The entries first: a process killed here leaves backups that no entry
   // names, never entries whose backups are gone.
   ::unlink((folder + "/" + kEntriesFile).c_str());
   removeTree(folder);
-  // Then the folders above it when nothing else is in them, so that an
-  // operation leaves no folder of its own behind on a fresh machine.
-  if (::rmdir(journalsFolder().c_str()) == 0) ::rmdir((machineRoot() + "/installer").c_str());
+  dropEmptyParents();
 }
 
 void undoJournal(const std::string& folder, const std::function<void()>& undone) {
@@ -483,6 +488,8 @@ void rollBackInterruptedOperations() {
   // The newest first, as each journal undoes its own entries.
   std::sort(names.rbegin(), names.rend());
   for (const std::string& name : names) undoJournal(parent + "/" + name, nullptr);
+  // A process killed between making the journals' folder and its own.
+  dropEmptyParents();
 }
 
 }  // namespace emulated::installer
