@@ -15,8 +15,8 @@ const fixture = (name) => path.join(buildDir, 'tests', 'fixtures', `${name}.msi`
 const V1 = '{5E0A7C21-4B8D-4F3A-9C61-2D7E8F9A0B11}';
 const V2 = '{5E0A7C21-4B8D-4F3A-9C61-2D7E8F9A0B22}';
 
-// Folders and keys of every Windows machine (and C:\Apps), which no
-// installation creates or removes.
+// Folders and keys of every Windows machine, which no installation creates
+// or removes; and C:\Apps with a file of another program in it.
 const SYSTEM_FOLDERS = ['Program Files', 'Apps', 'Windows/Installer',
   'ProgramData/Microsoft/Windows/Start Menu/Programs'];
 const SYSTEM_KEYS = ['HKLM\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall', 'HKCU\\Software'];
@@ -33,6 +33,7 @@ function freshMachine(config = {}) {
   const root = fs.mkdtempSync(path.join(os.tmpdir(), 'ornel-install-'));
   for (const folder of SYSTEM_FOLDERS) fs.mkdirSync(path.join(root, 'drive_c', folder), { recursive: true });
   for (const key of SYSTEM_KEYS) tool(root, 'registry', 'set', key);
+  fs.writeFileSync(path.join(root, 'drive_c', 'Apps', 'other.txt'), 'not the product\'s');
   for (const [key, value] of Object.entries(config)) tool(root, 'config', key, String(value));
   tool(root, 'list');
   return root;
