@@ -8,12 +8,19 @@
 //   node tools/machine.js register PACKAGE.msi [--product-code G] [--version V]
 //        [--package-code G] [--name N] [--language LANGID] [--location PATH] [--feature NAME=local|source|absent|advertised ...]
 //   node tools/machine.js unregister PRODUCTCODE
-//   node tools/machine.js list
+//   node tools/machine.js list                  (rolls back what a killed installation left first)
 //   node tools/machine.js registry set KEY [NAME [VALUE ...]] [--type TYPE]
 //   node tools/machine.js registry get KEY [NAME] | registry delete KEY [NAME]
 //   node tools/machine.js event create NAME | event set NAME
 //   node tools/machine.js condition PACKAGE.msi [--set NAME=VALUE ...] EXPRESSION [EXPRESSION ...]
-//   node tools/machine.js preinstall PACKAGE.msi [PROP=VALUE ...] [--messages FILE]
+//   node tools/machine.js preinstall PACKAGE.msi [PROP=VALUE ...] [--messages FILE] [--cancel-at N]
+//   node tools/machine.js install PACKAGE.msi [PROP=VALUE ...] [--messages FILE] [--cancel-at N]
+//   node tools/machine.js uninstall PRODUCTCODE [--messages FILE] [--cancel-at N]
+//
+// preinstall, install and uninstall print the result code. --messages FILE
+// gets each message of the add-on's external UI filter as one JSON line,
+// {"type": "0x0A000000", "text": "..."}, written as it arrives; --cancel-at N
+// answers IDCANCEL to the N-th of those messages (counted from 1).
 const { spawnSync } = require('child_process');
 const path = require('path');
 

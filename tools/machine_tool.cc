@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/emulated/installer/install_operation.h"
 #include "platform/emulated/installer/session_handle.h"
 #include "platform/emulated/installer/standard_actions.h"
 #include "platform/emulated/products/installed_products.h"
@@ -181,7 +182,10 @@ int registerPackage(const std::vector<std::string>& args) {
   return 0;
 }
 
+// What a killed installation left is taken back first, as any engine call
+// does, so that the list shows the machine as it is.
 int list() {
+  emulated::installer::recoverInterruptedOperations();
   for (const auto& product : emulated::installedProducts()) {
     std::printf("%s\t%s\t%s\tupgrade %s\tpackage %s\t%s\n", utf16ToUtf8(product.productCode).c_str(),
                 utf16ToUtf8(product.productName).c_str(), utf16ToUtf8(product.versionString).c_str(),
@@ -436,30 +440,106 @@ std::string jsonLine(const preinstall::Message& message) {
   return line + "\"}";
 }
 
-// preinstall PACKAGE.msi [PROP=VALUE ...] [--messages FILE]: the add-on's
-// pre-installation task on the package; prints its result code.
-int preinstallCommand(const std::vector<std::string>& args) {
-  const char* usage = "usage: preinstall PACKAGE.msi [PROP=VALUE ...] [--messages FILE]";
-  if (args.empty()) fail(usage);
+// What the runs of a package share on the command line: the positional
+// argument, PROP=VALUE pairs, --messages FILE and --cancel-at N.
+struct RunArguments {
+  std::string target;
   preinstall::Properties properties;
   std::string messagesPath;
+  unsigned long cancelAt = 0;  // 0: never
+};
+
+RunArguments runArguments(const std::vector<std::string>& args, const char* usage, bool takesProperties) {
+  if (args.empty()) fail(usage);
+  RunArguments run;
+  run.target = args[0];
   for (size_t i = 1; i < args.size(); ++i) {
-    if (args[i] == "--messages") {
-      if (++i >= args.size()) fail(usage);
-      messagesPath = args[i];
+    if (args[i] == "--messages" || args[i] == "--cancel-at") {
+      if (i + 1 >= args.size()) fail(usage);
+      if (args[i] == "--messages") run.messagesPath = args[i + 1];
+      else run.cancelAt = static_cast<unsigned long>(number(args[i + 1], 0xFFFFFFFFULL));
+      ++i;
       continue;
     }
+    if (!takesProperties) fail("unexpected argument " + args[i] + "\n" + usage);
     const std::u16string assignment = utf8ToUtf16(args[i]);
     const size_t equals = assignment.find(u'=');
-    if (equals == 0 || equals == std::u16string::npos) fail("not PROP=VALUE: " + args[i]);
-    properties.emplace_back(assignment.substr(0, equals), assignment.substr(equals + 1));
+    if (equals == 0 || equals == std::u16string::npos) fail("not PROP=VALUE: " + args[i] + "\n" + usage);
+    run.properties.emplace_back(assignment.substr(0, equals), assignment.substr(equals + 1));
   }
-  std::vector<preinstall::Message> messages;
-  const UINT code = preinstall::run(emulated::toWindowsPath(absolute(args[0])), properties, &messages);
-  if (!messagesPath.empty()) {
-    std::ofstream out(messagesPath, std::ios::binary);
-    for (const preinstall::Message& message : messages) out << jsonLine(message) << '\n';
-    if (!out) fail("cannot write " + messagesPath);
+  return run;
+}
+
+// The handler of a run: each message appended to the --messages file as a
+// JSON line as soon as it arrives (so that a watcher sees the run advance,
+// and a killed run leaves every message it got), IDCANCEL to the
+// --cancel-at-th message, IDOK to the others. A file that cannot be
+// written (a full disk) is said once; the run goes on.
+class MessageLog {
+ public:
+  explicit MessageLog(const RunArguments& run) : cancelAt_(run.cancelAt) {
+    if (run.messagesPath.empty()) return;
+    file_ = std::fopen(run.messagesPath.c_str(), "wb");
+    if (file_ == nullptr) fail("cannot write " + run.messagesPath);
+  }
+  ~MessageLog() {
+    if (file_ != nullptr) std::fclose(file_);
+  }
+  MessageLog(const MessageLog&) = delete;
+  MessageLog& operator=(const MessageLog&) = delete;
+
+  INT operator()(const preinstall::Message& message) {
+    if (file_ != nullptr) {
+      const std::string line = jsonLine(message) + "\n";
+      const bool written = std::fwrite(line.data(), 1, line.size(), file_) == line.size() && std::fflush(file_) == 0;
+      if (!written && !failed_) std::fprintf(stderr, "machine: cannot write the messages file\n");
+      failed_ = failed_ || !written;
+    }
+    return ++count_ == cancelAt_ ? IDCANCEL : IDOK;
+  }
+
+ private:
+  FILE* file_ = nullptr;
+  unsigned long cancelAt_;
+  unsigned long count_ = 0;
+  bool failed_ = false;
+};
+
+// The command line of MsiInstallProductW: each value quoted, its quotes
+// doubled, as Windows Installer reads them.
+std::u16string commandLine(const preinstall::Properties& properties) {
+  std::u16string line;
+  for (const auto& [name, value] : properties) {
+    if (!line.empty()) line += u' ';
+    line += name + u"=\"";
+    for (char16_t c : value) line += c == u'"' ? std::u16string(u"\"\"") : std::u16string(1, c);
+    line += u'"';
+  }
+  return line;
+}
+
+// preinstall, install and uninstall: one run of the engine under the
+// add-on's external UI; each prints its result code.
+enum class Run { kPreinstall, kInstall, kUninstall };
+
+int runCommand(Run kind, const std::vector<std::string>& args) {
+  const char* usages[] = {
+      "usage: preinstall PACKAGE.msi [PROP=VALUE ...] [--messages FILE] [--cancel-at N]",
+      "usage: install PACKAGE.msi [PROP=VALUE ...] [--messages FILE] [--cancel-at N]",
+      "usage: uninstall PRODUCTCODE [--messages FILE] [--cancel-at N]"};
+  const RunArguments run = runArguments(args, usages[static_cast<int>(kind)], kind != Run::kUninstall);
+  MessageLog log(run);
+  const preinstall::MessageHandler handler = [&log](const preinstall::Message& message) { return log(message); };
+  UINT code = 0;
+  if (kind == Run::kPreinstall) {
+    code = preinstall::run(emulated::toWindowsPath(absolute(run.target)), run.properties, handler);
+  } else {
+    const preinstall::ExternalUi ui(handler);
+    code = kind == Run::kInstall
+               ? MsiInstallProductW(emulated::toWindowsPath(absolute(run.target)).c_str(),
+                                    commandLine(run.properties).c_str())
+               : MsiConfigureProductExW(utf8ToUtf16(run.target).c_str(), INSTALLLEVEL_DEFAULT, INSTALLSTATE_ABSENT,
+                                        u"");
   }
   std::printf("%u\n", code);
   return 0;
@@ -472,7 +552,9 @@ int main(int argc, char** argv) {
   if (args.empty())
     fail("usage: init | config KEY VALUE | register PACKAGE.msi [...] | unregister CODE | list | "
          "event create|set NAME | condition PACKAGE.msi [--set NAME=VALUE ...] EXPRESSION ... | "
-         "preinstall PACKAGE.msi [PROP=VALUE ...] [--messages FILE]");
+         "preinstall PACKAGE.msi [PROP=VALUE ...] [--messages FILE] [--cancel-at N] | "
+         "install PACKAGE.msi [PROP=VALUE ...] [--messages FILE] [--cancel-at N] | "
+         "uninstall PRODUCTCODE [--messages FILE] [--cancel-at N]");
   const std::string command = args[0];
   args.erase(args.begin());
   if (command == "init") {
@@ -494,6 +576,8 @@ int main(int argc, char** argv) {
   if (command == "list") return list();
   if (command == "event") return event(args);
   if (command == "condition") return condition(args);
-  if (command == "preinstall") return preinstallCommand(args);
+  if (command == "preinstall") return runCommand(Run::kPreinstall, args);
+  if (command == "install") return runCommand(Run::kInstall, args);
+  if (command == "uninstall") return runCommand(Run::kUninstall, args);
   fail("unknown command " + command);
 }

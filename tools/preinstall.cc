@@ -7,28 +7,11 @@ namespace preinstall {
 
 namespace {
 
-INT handler(LPVOID context, UINT type, LPCWSTR text) {
-  if (context != nullptr && text != nullptr) static_cast<std::vector<Message>*>(context)->push_back({type, text});
-  return IDOK;
+INT forward(LPVOID context, UINT type, LPCWSTR text) {
+  const auto* handler = static_cast<const MessageHandler*>(context);
+  if (text == nullptr || !*handler) return IDOK;
+  return (*handler)(Message{type, text});
 }
-
-// The previous handler and level, put back when the run ends however it ends.
-class UiGuard {
- public:
-  explicit UiGuard(std::vector<Message>* messages)
-      : handler_(MsiSetExternalUIW(handler, kMessageFilter, messages)),
-        level_(MsiSetInternalUI(INSTALLUILEVEL_NONE, nullptr)) {}
-  ~UiGuard() {
-    MsiSetInternalUI(level_, nullptr);
-    MsiSetExternalUIW(handler_, 0, nullptr);
-  }
-  UiGuard(const UiGuard&) = delete;
-  UiGuard& operator=(const UiGuard&) = delete;
-
- private:
-  INSTALLUI_HANDLERW handler_;
-  INSTALLUILEVEL level_;
-};
 
 class Handle {
  public:
@@ -99,8 +82,18 @@ UINT runSequenceUntil(MSIHANDLE session, const std::u16string& packagePath, cons
 
 }  // namespace
 
-UINT run(const std::u16string& packagePath, const Properties& properties, std::vector<Message>* messages) {
-  UiGuard ui(messages);
+// The handler lives in the caller's object, which outlives the settings.
+ExternalUi::ExternalUi(const MessageHandler& handler)
+    : handler_(MsiSetExternalUIW(forward, kMessageFilter, const_cast<MessageHandler*>(&handler))),
+      level_(MsiSetInternalUI(INSTALLUILEVEL_NONE, nullptr)) {}
+
+ExternalUi::~ExternalUi() {
+  MsiSetInternalUI(level_, nullptr);
+  MsiSetExternalUIW(handler_, 0, nullptr);
+}
+
+UINT run(const std::u16string& packagePath, const Properties& properties, const MessageHandler& handler) {
+  ExternalUi ui(handler);
   Handle session;
   if (UINT code = MsiOpenPackageW(packagePath.c_str(), session.out())) return code;
   for (const auto& [name, value] : properties) {

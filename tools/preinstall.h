@@ -1,5 +1,6 @@
-// The pre-installation run of the scenario tool (`machine.js preinstall`)
-// and of its benchmark: what the add-on's pre-installation task does with
+// The external UI of the scenario tool's runs (`machine.js preinstall`,
+// `install`, `uninstall`), and the pre-installation run of the tool and of
+// its benchmark. The pre-installation run is what the add-on's pre-installation task does with
 // a package, through the same msi.dll functions, in the same order:
 //   the external UI handler (the add-on's filter) and the internal UI level
 //   NONE installed; MsiOpenPackageW; each property set; INSTALLLEVEL=32767;
@@ -10,6 +11,7 @@
 //   and the UI settings restored, on every way out.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -29,8 +31,27 @@ struct Message {
 
 using Properties = std::vector<std::pair<std::u16string, std::u16string>>;
 
-// The run's result code. `messages`, when given, receives every message the
-// handler was sent, in order.
-UINT run(const std::u16string& packagePath, const Properties& properties, std::vector<Message>* messages);
+// Sees every message the handler is sent, in order, on the thread that
+// called Windows Installer; its result is the handler's answer (IDOK goes
+// on, IDCANCEL cancels). An empty one answers IDOK to everything.
+using MessageHandler = std::function<INT(const Message&)>;
+
+// For its lifetime, the add-on's external UI: `handler` behind the add-on's
+// filter and the internal UI level NONE. The previous level and handler
+// are put back when it ends, the level first.
+class ExternalUi {
+ public:
+  explicit ExternalUi(const MessageHandler& handler);
+  ~ExternalUi();
+  ExternalUi(const ExternalUi&) = delete;
+  ExternalUi& operator=(const ExternalUi&) = delete;
+
+ private:
+  INSTALLUI_HANDLERW handler_;
+  INSTALLUILEVEL level_;
+};
+
+// The pre-installation run's result code, under an ExternalUi of `handler`.
+UINT run(const std::u16string& packagePath, const Properties& properties, const MessageHandler& handler);
 
 }  // namespace preinstall

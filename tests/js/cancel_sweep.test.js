@@ -1,0 +1,44 @@
+'use strict';
+// A cancel at every message of an installation and of a removal, one run
+// per message: each returns 1602 and leaves every path and byte under the
+// machine root as it was. A rollback of changes shows as one reset with
+// the bar moving backwards all the way; a cancel at the last message has
+// changes to take back.
+const test = require('node:test');
+const assert = require('node:assert');
+const fs = require('fs');
+const path = require('path');
+const m = require('./install_machine');
+
+const v1 = m.fixture('scenario_v1');
+const sweeps = [
+  { name: 'installation', prepare: () => {}, command: ['install', v1] },
+  { name: 'removal', prepare: (root) => m.tool(root, 'install', v1), command: ['uninstall', m.V1] },
+];
+
+for (const { name, prepare, command } of sweeps) {
+  test(`a cancel at each message of the ${name} takes everything back`, () => {
+    const messages = (root) => path.join(root, '..', `${path.basename(root)}.json`);
+    const probe = m.freshMachine();
+    prepare(probe);
+    assert.strictEqual(m.tool(probe, ...command, '--messages', messages(probe)).out, '0');
+    const full = m.readMessages(messages(probe));
+    assert.ok(m.decodeProgress(full).resets.length >= 2, 'a generation, then an execution');
+
+    const root = m.freshMachine();
+    prepare(root);
+    const before = m.snapshot(root);
+    for (let at = 1; at <= full.length; ++at) {
+      const result = m.tool(root, ...command, '--cancel-at', String(at), '--messages', messages(root));
+      assert.strictEqual(result.out, '1602', `cancelled at message ${at}: ${JSON.stringify(full[at - 1])}`);
+      assert.deepStrictEqual(m.snapshot(root), before, `cancelled at message ${at}`);
+      const rollback = m.decodeProgress(m.readMessages(messages(root))).resets.filter((reset) => !reset.forward);
+      assert.ok(rollback.length <= 1 && rollback.every((reset) => reset.reported === reset.total), `rollback at ${at}`);
+      if (at === full.length) assert.strictEqual(rollback.length, 1, 'a rollback after the last message');
+    }
+    for (const dir of [probe, root]) {
+      fs.rmSync(dir, { recursive: true, force: true });
+      fs.rmSync(messages(dir), { force: true });
+    }
+  });
+}
