@@ -5,6 +5,7 @@
 // CostInitialize, FileCost and CostFinalize actions do. Nothing here
 // touches the disk: the emulated machine has room for everything.
 #include "platform/emulated/installer/session.h"
+#include "platform/emulated/products/installed_products.h"
 
 namespace emulated::installer {
 
@@ -106,6 +107,7 @@ UINT Session::fileCost() {
 
 UINT Session::costFinalize() {
   if (!filesCosted_) fileCost();
+  placeInstalledComponents();
   const UINT resolved = resolveDirectories();
   if (resolved != ERROR_SUCCESS) return resolved;
   const UINT chosen = chooseFeatureStates();
@@ -114,6 +116,20 @@ UINT Session::costFinalize() {
   resolveFiles();
   costed_ = true;
   return ERROR_SUCCESS;
+}
+
+// An installed product's components stay where they were installed, as
+// Windows keeps them by their registration: a folder chosen on the
+// installation's command line is not on a removal's, so the folders of the
+// installed components are set from the product's record before the tree
+// is resolved.
+void Session::placeInstalledComponents() {
+  const auto product = findInstalledProduct(property(u"ProductCode"));
+  if (!product) return;
+  for (const InstalledComponent& installed : product->components) {
+    const ComponentRow* component = findComponent(installed.component);
+    if (component != nullptr && !installed.folder.empty()) setProperty(component->directory, installed.folder);
+  }
 }
 
 void Session::resolveFiles() {

@@ -197,6 +197,10 @@ InstalledProduct productRecord(const Session& session, const std::u16string& cac
   product.language = session.property(u"ProductLanguage");
   for (const FeatureRow& feature : session.features())
     product.features.push_back({feature.key, feature.parent, finalState(feature.installed, feature.action)});
+  for (const ComponentRow& component : session.components()) {
+    if (present(finalState(component.installed, component.action)))
+      product.components.push_back({component.key, session.componentDirectory(component.key)});
+  }
   return product;
 }
 

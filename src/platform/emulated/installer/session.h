@@ -174,6 +174,7 @@ class Session final : public SessionFacts {
   Session(std::shared_ptr<DatabaseObject> database, std::u16string path);
   UINT load(int uiLevel);
   void linkFeatureComponents();
+  void placeInstalledComponents();
   UINT resolveDirectories();
   UINT chooseFeatureStates();
   void applyConditionTable();

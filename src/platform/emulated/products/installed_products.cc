@@ -65,6 +65,8 @@ std::string serialise(const InstalledProduct& product) {
     out << "Feature=" << featureStateName(feature.state) << '|' << escapeLineText(feature.parent) << '|'
         << escapeLineText(feature.name) << '\n';
   }
+  for (const InstalledComponent& component : product.components)
+    out << "Component=" << escapeLineText(component.component) << '|' << escapeLineText(component.folder) << '\n';
   return out.str();
 }
 
@@ -83,6 +85,12 @@ std::optional<InstalledProduct> parse(std::istream& in) {
       product.features.push_back({unescapeLineText(value.substr(second + 1)),
                                   unescapeLineText(value.substr(first + 1, second - first - 1)),
                                   state.value_or(INSTALLSTATE_UNKNOWN)});
+      continue;
+    }
+    if (key == "Component") {
+      const size_t bar = value.find('|');
+      if (bar != std::string::npos)
+        product.components.push_back({unescapeLineText(value.substr(0, bar)), unescapeLineText(value.substr(bar + 1))});
       continue;
     }
     for (const Field& field : kFields) {

@@ -19,6 +19,14 @@ struct InstalledFeature {
   INSTALLSTATE state = INSTALLSTATE_LOCAL;
 };
 
+// Where an installed component's files went: its folder, as a Windows
+// path ending with '\'. A removal takes them from there, wherever the
+// package's tree would put them now.
+struct InstalledComponent {
+  std::u16string component;  // the Component table's key
+  std::u16string folder;
+};
+
 struct InstalledProduct {
   std::u16string productCode;      // braced GUID
   std::u16string productName;
@@ -29,6 +37,7 @@ struct InstalledProduct {
   std::u16string localPackage;     // the cached package, a Windows path
   std::vector<InstalledFeature> features;
   std::u16string language;         // ProductLanguage, a decimal LANGID; "" unknown
+  std::vector<InstalledComponent> components;
 };
 
 // A braced GUID in text form: {XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}.
