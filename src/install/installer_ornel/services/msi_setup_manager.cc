@@ -1,0 +1,233 @@
+// The `msi_setup_manager` service (msi_setup_manager.h).
+#include "install/installer_ornel/services/msi_setup_manager.h"
+
+#include <exception>
+#include <thread>
+
+#include "install/msi/default_package.h"
+#include "install/tracing/runtime_text.h"
+#include "install/tracing/trace_site.h"
+
+namespace installer {
+
+using msi_wrapper::InstallMessage;
+using msi_wrapper::MsiSetupManagerInterface;
+
+namespace {
+
+// The process-wide instance. The slot itself is never freed: a task still
+// running at process exit reaches it through the message callback.
+struct InstanceSlot {
+  std::mutex lock;
+  std::shared_ptr<MsiSetupManagerService> instance;
+};
+
+InstanceSlot& slot() {
+  static InstanceSlot* const slot = new InstanceSlot;
+  return *slot;
+}
+
+}  // namespace
+
+std::shared_ptr<MsiSetupManagerService> MsiSetupManagerService::instance() {
+  InstanceSlot& s = slot();
+  std::lock_guard<std::mutex> guard(s.lock);
+  if (!s.instance) {
+    msi_wrapper::waitForPackageReady();
+    auto created = std::make_shared<MsiSetupManagerService>();
+    created->logPath_ = tracing::fromRuntimeMultibyte(tracing::getTracer()->getMsiLogPath());
+    s.instance = std::move(created);
+  }
+  return s.instance;
+}
+
+void MsiSetupManagerService::releaseInstance() {
+  std::shared_ptr<MsiSetupManagerService> released;
+  InstanceSlot& s = slot();
+  std::lock_guard<std::mutex> guard(s.lock);
+  released.swap(s.instance);
+}
+
+MsiSetupManagerService::MsiSetupManagerService() = default;
+
+// Waits for the last operation: its tasks use this object without holding it.
+MsiSetupManagerService::~MsiSetupManagerService() {
+  stopPoller();
+  if (operation_.valid()) operation_.wait();
+  INSTALLER_TRACE_SERVICE(700) << "~MsiSetupManager";
+}
+
+std::uint32_t MsiSetupManagerService::runPreinstallTask(const platform::wstring& parameters, Receiver& receiver) {
+  INSTALLER_TRACE_SERVICE(700) << "Run preinstall";
+  Parameters list = msi_wrapper::parseSetupParameters(parameters);
+  start(receiver, [operation = preinstallOperation_, list = std::move(list)](
+                      const MsiSetupManagerInterface& manager, std::int32_t level) {
+    return (manager.*operation)(list, level);
+  });
+  return 0;
+}
+
+std::uint32_t MsiSetupManagerService::runSetupTask(const platform::wstring& parameters, Receiver& receiver) {
+  INSTALLER_TRACE_SERVICE(700) << "Run setup";
+  Parameters list = msi_wrapper::parseSetupParameters(parameters);
+  start(receiver, [operation = setupOperation_, list = std::move(list)](const MsiSetupManagerInterface& manager,
+                                                                         std::int32_t level) {
+    return (manager.*operation)(list, level);
+  });
+  return 0;
+}
+
+std::uint32_t MsiSetupManagerService::runUninstallProduct(const platform::wstring& productCode,
+                                                          const platform::wstring& commandLine, Receiver& receiver) {
+  INSTALLER_TRACE_SERVICE(700) << "Run uninstall(" << productCode << "): " << commandLine;
+  start(receiver, [operation = uninstallOperation_, productCode, commandLine](
+                      const MsiSetupManagerInterface& manager, std::int32_t level) {
+    return (manager.*operation)(productCode, commandLine, level);
+  });
+  return 0;
+}
+
+std::uint32_t MsiSetupManagerService::getMsiLogFlags(std::int32_t& level) { return msi_wrapper::logModeForLevel(level); }
+
+std::uint32_t MsiSetupManagerService::initLog(const platform::wstring& path, std::int32_t& level) {
+  logPath_ = path;
+  logLevel_ = level;
+  return 0;
+}
+
+// Windows Installer hears of it at its next progress or action-data message.
+std::uint32_t MsiSetupManagerService::cancelTask() {
+  INSTALLER_TRACE_SERVICE(700) << "Cancel installation";
+  cancelled_ = true;
+  return 0;
+}
+
+std::int32_t MsiSetupManagerService::onMessage(const InstallMessage& message) {
+  return instance()->acceptMessage(message);
+}
+
+std::int32_t MsiSetupManagerService::acceptMessage(const InstallMessage& message) {
+  if (message.kind != msi_wrapper::InstallMessageKind::progress) return 0;
+  std::lock_guard<std::mutex> guard(lock_);
+  lastProgress_ = message;
+  return cancelled_ ? IDCANCEL : IDOK;
+}
+
+/*
+ * Host thread. The new task takes over the previous task's future and waits
+ * for it first, so a run started from inside `completed` begins once the
+ * reporting task has let go of its setup manager, and the host thread never
+ * waits for a task here.
+ */
+void MsiSetupManagerService::start(Receiver receiver, Operation operation) {
+  bool idle = false;
+  if (!active_.compare_exchange_strong(idle, true)) {
+    refuse(std::move(receiver));
+    return;
+  }
+  std::future<void> previous = std::move(operation_);
+  try {
+    operation_ = std::async(std::launch::async, [this, previous = std::move(previous), receiver = std::move(receiver),
+                                                 operation = std::move(operation)]() mutable {
+      if (previous.valid()) previous.wait();
+      previous = std::future<void>();
+      runTask(receiver, operation);
+    });
+  } catch (...) {
+    active_ = false;
+    throw;
+  }
+}
+
+// A run that came while another runs: its receiver alone hears of it, from
+// a thread of its own, since a host call cannot be made on the host thread.
+void MsiSetupManagerService::refuse(Receiver receiver) {
+  std::thread([receiver = std::move(receiver)] {
+    try {
+      receiver->completed(ERROR_INSTALL_ALREADY_RUNNING);
+    } catch (const std::exception&) {
+    }
+  }).detach();
+}
+
+// The operation task. A failed host call ends it without the trace line.
+void MsiSetupManagerService::runTask(Receiver& receiver, const Operation& operation) {
+  std::uint32_t result;
+  try {
+    result = runUnderManager(receiver, operation);
+  } catch (const std::exception&) {
+    result = ERROR_FUNCTION_FAILED;
+  }
+  active_ = false;
+  try {
+    receiver->completed(result);
+    INSTALLER_TRACE_SERVICE(700) << "Action result: " << result;
+  } catch (const std::exception&) {
+  }
+  receiver = Receiver();
+}
+
+std::uint32_t MsiSetupManagerService::runUnderManager(const Receiver& receiver, const Operation& operation) {
+  {
+    std::lock_guard<std::mutex> guard(lock_);
+    lastProgress_.reset();
+  }
+  std::unique_ptr<MsiSetupManagerInterface> manager = msi_wrapper::createMsiSetupManager(&onMessage, logPath_);
+  if (!manager) return ERROR_INSTALL_ALREADY_RUNNING;
+  {
+    std::lock_guard<std::mutex> guard(stopLock_);
+    stopped_ = false;
+  }
+  cancelled_ = false;
+  std::future<void> poller = std::async(std::launch::async, [this, receiver] { progressPoller(receiver); });
+  std::uint32_t result;
+  try {
+    result = operation(*manager, logLevel_);
+  } catch (const std::exception&) {
+    result = ERROR_FUNCTION_FAILED;
+  }
+  stopPoller();
+  poller.wait();
+  return result;
+}
+
+void MsiSetupManagerService::stopPoller() {
+  {
+    std::lock_guard<std::mutex> guard(stopLock_);
+    stopped_ = true;
+  }
+  stopCondition_.notify_all();
+}
+
+void MsiSetupManagerService::sleepBetweenPolls() {
+  std::unique_lock<std::mutex> guard(stopLock_);
+  stopCondition_.wait_for(guard, pollInterval_, [this] { return stopped_.load(); });
+}
+
+/*
+ * The latest progress, once per pollInterval, also when it did not change.
+ * The receiver is called outside the lock; a failed host call ends the
+ * poller while the operation goes on.
+ */
+void MsiSetupManagerService::progressPoller(Receiver receiver) {
+  try {
+    while (!stopped_) {
+      ProgressInfo info;
+      bool seen = false;
+      {
+        std::lock_guard<std::mutex> guard(lock_);
+        if (lastProgress_) {
+          info.progress = lastProgress_->progress.value_or(0);
+          info.action = lastProgress_->action;
+          info.forward = lastProgress_->forward;
+          seen = true;
+        }
+      }
+      if (seen) receiver->progressChanged(info);
+      sleepBetweenPolls();
+    }
+  } catch (const std::exception&) {
+  }
+}
+
+}  // namespace installer
