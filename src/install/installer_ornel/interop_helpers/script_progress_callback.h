@@ -4,6 +4,9 @@
 // and "completed" with the result code. The methods are looked up at every
 // event, so the script may replace them in between.
 //
+// A receiver keeps the host's loop (and so the process) alive while it
+// lives: the operation that holds it still has events to deliver.
+//
 // A bound method that takes a qor::objptr_t<installer::IProgressCallback>
 // accepts any script value there and gets a new receiver over it; nothing
 // is written back to it.
@@ -21,7 +24,8 @@ namespace node_interop::helpers {
 class ScriptProgressCallback final : public installer::ProgressCallbackBase {
  public:
   // Host thread.
-  ScriptProgressCallback(v8::Isolate* isolate, v8::Local<v8::Value> target) : receiver_(isolate, target) {}
+  ScriptProgressCallback(v8::Isolate* isolate, v8::Local<v8::Value> target)
+      : receiver_(isolate, target), keepAlive_(ScriptHost::current(isolate).channel()) {}
 
   // Worker threads only. Both return 0; a failed host call throws.
   std::int32_t progressChanged(const installer::ProgressInfo& info) override {
@@ -35,6 +39,7 @@ class ScriptProgressCallback final : public installer::ProgressCallbackBase {
 
  private:
   HostCallReceiver receiver_;
+  LoopKeepAlive keepAlive_;
 };
 
 using ProgressReceiver = qor::objptr_t<installer::IProgressCallback>;

@@ -127,11 +127,12 @@ void MsiSetupManagerService::start(Receiver receiver, Operation operation) {
   }
   std::future<void> previous = std::move(operation_);
   try {
+    auto channel = node_interop::helpers::ScriptHost::current(v8::Isolate::GetCurrent()).channel();
     operation_ = std::async(std::launch::async, [this, previous = std::move(previous), receiver = std::move(receiver),
-                                                 operation = std::move(operation)]() mutable {
+                                                 operation = std::move(operation), channel]() mutable {
       if (previous.valid()) previous.wait();
       previous = std::future<void>();
-      runTask(receiver, operation);
+      runTask(receiver, operation, *channel);
     });
   } catch (...) {
     active_ = false;
@@ -150,15 +151,21 @@ void MsiSetupManagerService::refuse(Receiver receiver) {
   }).detach();
 }
 
-// The operation task. A failed host call ends it without the trace line.
-void MsiSetupManagerService::runTask(Receiver& receiver, const Operation& operation) {
+/*
+ * The operation task. For the script the operation is over when its
+ * `completed` runs: the host thread marks the service idle in a job of its
+ * own just before it, since jobs run in the order they were posted. A
+ * failed host call ends the task without the trace line.
+ */
+void MsiSetupManagerService::runTask(Receiver& receiver, const Operation& operation,
+                                     node_interop::helpers::HostChannel& channel) {
   std::uint32_t result;
   try {
     result = runUnderManager(receiver, operation);
   } catch (const std::exception&) {
     result = ERROR_FUNCTION_FAILED;
   }
-  active_ = false;
+  if (!channel.tryPost(node_interop::helpers::makeHostJob([this] { active_ = false; }))) active_ = false;
   try {
     receiver->completed(result);
     INSTALLER_TRACE_SERVICE(700) << "Action result: " << result;

@@ -24,8 +24,8 @@
 // Locking. `lock_` guards lastProgress_ and the reading of cancelled_ by the
 // message callback (operation thread) against the poller. stopLock_ and
 // stopCondition_ let the end of an operation wake the poller at once.
-// active_ is taken by the run methods on the host thread and given back by
-// the operation task just before `completed`. logPath_ and logLevel_ are
+// active_ is taken by the run methods and given back just before the
+// script's `completed` runs, both on the host thread. logPath_ and logLevel_ are
 // written by initLog on the host thread and read when an operation starts.
 //
 // One instance per process, created (after the package-ready wait) when the
@@ -101,7 +101,7 @@ class MsiSetupManagerService {
 
   std::int32_t acceptMessage(const msi_wrapper::InstallMessage& message);
   void start(Receiver receiver, Operation operation);
-  void runTask(Receiver& receiver, const Operation& operation);
+  void runTask(Receiver& receiver, const Operation& operation, node_interop::helpers::HostChannel& channel);
   std::uint32_t runUnderManager(const Receiver& receiver, const Operation& operation);
   void progressPoller(Receiver receiver);
   void stopPoller();
