@@ -20,8 +20,8 @@
 #include "platform/emulated/machine/machine_paths.h"
 #include "platform/emulated/machine/unicode.h"
 #include "platform/emulated/registry/registry_store.h"
+#include "install/msi/msi_setup_manager.h"
 #include "platform/windows.h"
-#include "preinstall.h"
 
 namespace {
 
@@ -416,12 +416,27 @@ int condition(const std::vector<std::string>& args) {
   return 0;
 }
 
+// One message the handler was given.
+struct Message {
+  UINT type;  // INSTALLMESSAGE_* with its MB_* flags
+  std::u16string text;
+};
+
+void recordMessage(void* context, UINT type, const WCHAR* text) {
+  if (text != nullptr) static_cast<std::vector<Message>*>(context)->push_back({type, text});
+}
+
+// The service's answers: IDOK to progress, 0 to the rest.
+std::int32_t answerMessage(const installer::msi_wrapper::InstallMessage& message) {
+  return message.kind == installer::msi_wrapper::InstallMessageKind::progress ? IDOK : 0;
+}
+
 // One message as a JSON line: {"type": "0x01000000", "text": "..."}.
-std::string jsonLine(const preinstall::Message& message) {
+std::string jsonLine(UINT messageType, const std::u16string& text) {
   char type[16];
-  std::snprintf(type, sizeof type, "0x%08X", message.type);
+  std::snprintf(type, sizeof type, "0x%08X", messageType);
   std::string line = std::string("{\"type\": \"") + type + "\", \"text\": \"";
-  for (unsigned char c : utf16ToUtf8(message.text)) {
+  for (unsigned char c : utf16ToUtf8(text)) {
     if (c == '"' || c == '\\') {
       line += '\\';
       line += static_cast<char>(c);
@@ -439,9 +454,10 @@ std::string jsonLine(const preinstall::Message& message) {
 // preinstall PACKAGE.msi [PROP=VALUE ...] [--messages FILE]: the add-on's
 // pre-installation task on the package; prints its result code.
 int preinstallCommand(const std::vector<std::string>& args) {
+  using installer::msi_wrapper::SetupParameter;
   const char* usage = "usage: preinstall PACKAGE.msi [PROP=VALUE ...] [--messages FILE]";
   if (args.empty()) fail(usage);
-  preinstall::Properties properties;
+  std::vector<SetupParameter> parameters;
   std::string messagesPath;
   for (size_t i = 1; i < args.size(); ++i) {
     if (args[i] == "--messages") {
@@ -452,13 +468,15 @@ int preinstallCommand(const std::vector<std::string>& args) {
     const std::u16string assignment = utf8ToUtf16(args[i]);
     const size_t equals = assignment.find(u'=');
     if (equals == 0 || equals == std::u16string::npos) fail("not PROP=VALUE: " + args[i]);
-    properties.emplace_back(assignment.substr(0, equals), assignment.substr(equals + 1));
+    parameters.emplace_back(assignment.substr(0, equals), assignment.substr(equals + 1));
   }
-  std::vector<preinstall::Message> messages;
-  const UINT code = preinstall::run(emulated::toWindowsPath(absolute(args[0])), properties, &messages);
+  std::vector<Message> messages;
+  auto manager = installer::msi_wrapper::createMsiSetupManager(
+      answerMessage, u"", emulated::toWindowsPath(absolute(args[0])), {recordMessage, &messages});
+  const UINT code = manager->runPreinstall(parameters, 2);
   if (!messagesPath.empty()) {
     std::ofstream out(messagesPath, std::ios::binary);
-    for (const preinstall::Message& message : messages) out << jsonLine(message) << '\n';
+    for (const Message& message : messages) out << jsonLine(message.type, message.text) << '\n';
     if (!out) fail("cannot write " + messagesPath);
   }
   std::printf("%u\n", code);

@@ -127,5 +127,26 @@ bool InstallProgressState::readFields(const WCHAR* text) {
   return true;
 }
 
+std::int32_t LatestProgress::accept(const InstallMessage& message) {
+  if (message.kind != InstallMessageKind::progress) return 0;
+  std::lock_guard<std::mutex> guard(lock_);
+  last_ = message;
+  return cancelled_ ? IDCANCEL : IDOK;
+}
+
+bool LatestProgress::read(ProgressInfo& info) {
+  std::lock_guard<std::mutex> guard(lock_);
+  if (!last_) return false;
+  info.progress = last_->progress.value_or(0);
+  info.action = last_->action;
+  info.forward = last_->forward;
+  return true;
+}
+
+void LatestProgress::clear() {
+  std::lock_guard<std::mutex> guard(lock_);
+  last_.reset();
+}
+
 }  // namespace msi_wrapper
 }  // namespace installer

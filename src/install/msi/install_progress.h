@@ -11,7 +11,9 @@
 // the thread that runs its operation, in the handler: it has no lock.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
+#include <mutex>
 #include <optional>
 
 #include "framework/objptr.h"
@@ -70,6 +72,34 @@ class InstallProgressState {
   bool forward_ = true;
   bool scriptInProgress_ = false;
   bool actionDataIncrements_ = false;
+};
+
+/*
+ * The latest progress message of the running operation and its
+ * cancellation: accept() runs on the operation's thread (the setup
+ * manager's message callback), read() on the progress poller's. The lock
+ * guards the message and the reading of the cancellation in accept().
+ */
+class LatestProgress {
+ public:
+  LatestProgress() = default;
+  LatestProgress(const LatestProgress&) = delete;
+  LatestProgress& operator=(const LatestProgress&) = delete;
+
+  // Keeps a progress message; 0 for any other kind, else IDCANCEL once
+  // cancel() was called and IDOK before.
+  std::int32_t accept(const InstallMessage& message);
+  // The latest message as a ProgressInfo; false while there is none. The
+  // message is kept.
+  bool read(ProgressInfo& info);
+  void clear();
+  void cancel() { cancelled_ = true; }
+  void clearCancel() { cancelled_ = false; }
+
+ private:
+  std::mutex lock_;
+  std::optional<InstallMessage> last_;
+  std::atomic<bool> cancelled_{false};
 };
 
 }  // namespace msi_wrapper

@@ -98,19 +98,12 @@ std::uint32_t MsiSetupManagerService::initLog(const platform::wstring& path, std
 // Windows Installer hears of it at its next progress or action-data message.
 std::uint32_t MsiSetupManagerService::cancelTask() {
   INSTALLER_TRACE_SERVICE(700) << "Cancel installation";
-  cancelled_ = true;
+  progress_.cancel();
   return 0;
 }
 
 std::int32_t MsiSetupManagerService::onMessage(const InstallMessage& message) {
-  return instance()->acceptMessage(message);
-}
-
-std::int32_t MsiSetupManagerService::acceptMessage(const InstallMessage& message) {
-  if (message.kind != msi_wrapper::InstallMessageKind::progress) return 0;
-  std::lock_guard<std::mutex> guard(lock_);
-  lastProgress_ = message;
-  return cancelled_ ? IDCANCEL : IDOK;
+  return instance()->progress_.accept(message);
 }
 
 /*
@@ -175,17 +168,14 @@ void MsiSetupManagerService::runTask(Receiver& receiver, const Operation& operat
 }
 
 std::uint32_t MsiSetupManagerService::runUnderManager(const Receiver& receiver, const Operation& operation) {
-  {
-    std::lock_guard<std::mutex> guard(lock_);
-    lastProgress_.reset();
-  }
+  progress_.clear();
   std::unique_ptr<MsiSetupManagerInterface> manager = msi_wrapper::createMsiSetupManager(&onMessage, logPath_);
   if (!manager) return ERROR_INSTALL_ALREADY_RUNNING;
   {
     std::lock_guard<std::mutex> guard(stopLock_);
     stopped_ = false;
   }
-  cancelled_ = false;
+  progress_.clearCancel();
   std::future<void> poller = std::async(std::launch::async, [this, receiver] { progressPoller(receiver); });
   std::uint32_t result;
   try {
@@ -213,24 +203,14 @@ void MsiSetupManagerService::sleepBetweenPolls() {
 
 /*
  * The latest progress, once per pollInterval, also when it did not change.
- * The receiver is called outside the lock; a failed host call ends the
+ * The receiver is called outside the progress lock; a failed host call ends the
  * poller while the operation goes on.
  */
 void MsiSetupManagerService::progressPoller(Receiver receiver) {
   try {
     while (!stopped_) {
       ProgressInfo info;
-      bool seen = false;
-      {
-        std::lock_guard<std::mutex> guard(lock_);
-        if (lastProgress_) {
-          info.progress = lastProgress_->progress.value_or(0);
-          info.action = lastProgress_->action;
-          info.forward = lastProgress_->forward;
-          seen = true;
-        }
-      }
-      if (seen) receiver->progressChanged(info);
+      if (progress_.read(info)) receiver->progressChanged(info);
       sleepBetweenPolls();
     }
   } catch (const std::exception&) {

@@ -21,8 +21,8 @@
 // reporting task to let go of its setup manager, so the host thread never
 // blocks on a task.
 //
-// Locking. `lock_` guards lastProgress_ and the reading of cancelled_ by the
-// message callback (operation thread) against the poller. stopLock_ and
+// Locking. progress_ has its own lock between the message callback
+// (operation thread) and the poller. stopLock_ and
 // stopCondition_ let the end of an operation wake the poller at once.
 // active_ is taken by the run methods and given back just before the
 // script's `completed` runs, both on the host thread. logPath_ and logLevel_ are
@@ -99,7 +99,6 @@ class MsiSetupManagerService {
  private:
   using Operation = std::function<std::uint32_t(const msi_wrapper::MsiSetupManagerInterface&, std::int32_t)>;
 
-  std::int32_t acceptMessage(const msi_wrapper::InstallMessage& message);
   void start(Receiver receiver, Operation operation);
   void runTask(Receiver& receiver, const Operation& operation, node_interop::helpers::HostChannel& channel);
   std::uint32_t runUnderManager(const Receiver& receiver, const Operation& operation);
@@ -112,12 +111,10 @@ class MsiSetupManagerService {
   const ListOperation setupOperation_ = &msi_wrapper::MsiSetupManagerInterface::runSetup;
   const UninstallOperation uninstallOperation_ = &msi_wrapper::MsiSetupManagerInterface::runUninstall;
   std::chrono::milliseconds pollInterval_{1000};
-  std::mutex lock_;
-  std::optional<msi_wrapper::InstallMessage> lastProgress_;
+  msi_wrapper::LatestProgress progress_;  // the latest progress and the cancellation
   platform::wstring logPath_;
   std::int32_t logLevel_ = 2;
   std::atomic<bool> stopped_{true};
-  std::atomic<bool> cancelled_{false};
   std::future<void> operation_;  // host thread only
   std::atomic<bool> active_{false};
   std::mutex stopLock_;
