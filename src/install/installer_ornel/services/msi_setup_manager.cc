@@ -22,6 +22,10 @@ struct InstanceSlot {
   std::shared_ptr<MsiSetupManagerService> instance;
 };
 
+bool sameProgress(const ProgressInfo& a, const ProgressInfo& b) {
+  return a.progress == b.progress && a.action == b.action && a.forward == b.forward;
+}
+
 InstanceSlot& slot() {
   static InstanceSlot* const slot = new InstanceSlot;
   return *slot;
@@ -202,16 +206,23 @@ void MsiSetupManagerService::sleepBetweenPolls() {
 }
 
 /*
- * The latest progress, once per pollInterval, also when it did not change.
- * The receiver is called outside the progress lock; a failed host call ends the
+ * The latest progress, once per pollInterval, also when it did not change,
+ * and once more at the end of the operation when the last change came after
+ * the last event, so that the script sees where the operation ended. The
+ * receiver is called outside the progress lock; a failed host call ends the
  * poller while the operation goes on.
  */
 void MsiSetupManagerService::progressPoller(Receiver receiver) {
   try {
-    while (!stopped_) {
+    std::optional<ProgressInfo> sent;
+    for (bool last = false; !last;) {
+      last = stopped_;
       ProgressInfo info;
-      if (progress_.read(info)) receiver->progressChanged(info);
-      sleepBetweenPolls();
+      if (progress_.read(info) && !(last && sent && sameProgress(*sent, info))) {
+        receiver->progressChanged(info);
+        sent = info;
+      }
+      if (!last) sleepBetweenPolls();
     }
   } catch (const std::exception&) {
   }
