@@ -12,20 +12,22 @@ const { packageMachine } = require('./package_machine');
 
 // Runs `body` with `setup`, `events` (printed at exit) and `receiver(tag)`,
 // a receiver that records its events under `tag`.
-function runUi(fixture, body, { conf = '', timeout = 60000 } = {}) {
-  const machine = packageMachine(fixture);
+// `machine` (from packageMachine) is kept for further runs when given.
+function runUi(fixture, body, { conf = '', timeout = 60000, machine } = {}) {
+  const own = !machine;
+  machine = machine || packageMachine(fixture);
   if (conf) fs.appendFileSync(path.join(machine.env.INSTALLER_ORNEL_MACHINE, 'machine.conf'), conf);
   const script = `
     const setup = query('msi_setup_manager');
     const events = [];
     process.on('exit', () => console.log(JSON.stringify(events)));
     const receiver = (tag, then = () => {}) => ({
-      progressChanged: (info) => events.push([tag, 'progress', info.progress, info.action, info.forward]),
+      progressChanged: (info) => events.push([tag, 'progress', info.progress, info.action, info.forward, Date.now()]),
       completed: (code) => { events.push([tag, 'completed', code]); then(code); },
     });
     ${body}`;
   const child = runChild(script, { env: machine.env, timeout });
-  machine.remove();
+  if (own) machine.remove();
   assert.strictEqual(child.status, 0, child.stderr);
   return { events: JSON.parse(child.stdout.trim().split('\n').pop()), child };
 }
@@ -75,4 +77,62 @@ test('a receiver without methods: the error reaches uncaughtException, the next 
     setup.runPreinstallTask('', {});
     setTimeout(() => setup.runPreinstallTask('', receiver('next')), 200);`);
   assert.deepStrictEqual(events, [['uncaught', 'The receiver has no method completed'], ['next', 'completed', 0]]);
+});
+
+// About 5 seconds for the product package's installation.
+const SLOW = 'installTickDelayMs=250\n';
+const ACTION = /^Action \d{1,2}:\d\d:\d\d: \w+\. /;
+
+test('an installation: progress about once a second, never back while forward, then completed once', () => {
+  const { events } = runUi('product', `
+    const start = Date.now();
+    setup.runSetupTask('', receiver('install', () => events.push(
+      ['end', Date.now() - start, query('msi_product_info').getSetupType()])));`, { conf: SLOW });
+  const progress = events.filter((e) => e[1] === 'progress');
+  const [, elapsed, setupType] = events.find((e) => e[0] === 'end');
+  assert.deepStrictEqual(completions(events), [['install', 0]]);
+  assert.strictEqual(setupType, 4);
+  assert.ok(progress.length >= 3 && progress.length <= elapsed / 1000 + 2, `${progress.length} in ${elapsed} ms`);
+  progress.forEach((e, i) => {
+    assert.match(e[3], ACTION);
+    if (i > 0 && e[4] && progress[i - 1][4]) assert.ok(e[2] >= progress[i - 1][2], JSON.stringify(progress));
+  });
+  assert.strictEqual(progress.at(-1)[2], 100);
+});
+
+test('a cancelled installation leaves the machine as it was; the next one installs', () => {
+  const { events } = runUi('product', `
+    const info = query('msi_product_info');
+    const install = receiver('install', () => events.push(['installed', info.getSetupType()]));
+    let cancelled = false;
+    setup.runSetupTask('', { ...receiver('cancelled', () => {
+      events.push(['after cancel', info.getSetupType()]);
+      setup.runSetupTask('', install);
+    }), progressChanged: () => { if (!cancelled) setup.cancelTask(); cancelled = true; } });`, { conf: SLOW });
+  assert.deepStrictEqual(events.filter((e) => e[1] !== 'progress'),
+    [['cancelled', 'completed', 1602], ['after cancel', 1], ['install', 'completed', 0], ['installed', 4]]);
+});
+
+test('uninstalling: the product goes, an unknown product gives 1605', () => {
+  const { events } = runUi('product', `
+    const info = query('msi_product_info');
+    setup.runSetupTask('', receiver('install', () =>
+      setup.runUninstallProduct(info.getProductCode(), '', receiver('uninstall', () => {
+        events.push(['type', info.getSetupType()]);
+        setup.runUninstallProduct('{00000000-0000-4000-8000-000000000001}', '', receiver('unknown'));
+      }))));`);
+  assert.deepStrictEqual(completions(events), [['install', 0], ['uninstall', 0], ['unknown', 1605]]);
+  assert.deepStrictEqual(events.find((e) => e[0] === 'type'), ['type', 1]);
+});
+
+test('exiting during an installation ends the process at once, 10 times of 10', () => {
+  const machine = packageMachine('product');
+  for (let i = 0; i < 10; i += 1) {
+    runUi('product', `setup.runSetupTask('', { progressChanged: () => process.exit(0), completed() {} });`,
+      { conf: i === 0 ? SLOW : '', machine, timeout: 20000 });
+  }
+  const { events } = runUi('product', `setup.runSetupTask('', receiver('after', () =>
+    events.push(['type', query('msi_product_info').getSetupType()])));`, { machine });
+  machine.remove();
+  assert.deepStrictEqual(events.filter((e) => e[1] !== 'progress'), [['after', 'completed', 0], ['type', 4]]);
 });
