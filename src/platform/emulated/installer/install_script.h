@@ -11,6 +11,18 @@
 // starts the execution announces their sum, and the progress reports that
 // the operations send add up to it exactly.
 //
+// Running it (runScript), in the order Windows Installer sends them:
+//   reset "1: 0 2: TOTAL 3: 0 4: 0 " (TOTAL: the sum of the ticks);
+//   per action with operations: ACTIONSTART "Action H:MM:SS: Name. Desc",
+//   and when its operations carry ACTIONDATA the action information
+//   "1: 1 2: N 3: 1 " (each ACTIONDATA advances the bar N ticks; every
+//   operation of the action weighs N) or "1: 1 2: 0 3: 0 " (the reports
+//   alone move it);
+//   per operation: ACTIONDATA (its text, when it has one), the change,
+//   then the report "1: 2 2: TICKS " (none for 0 ticks).
+// A total beyond what the 32-bit fields of a record hold is scaled down,
+// the reports rounded so that they still add up to the announced total.
+//
 // Threads: a script belongs to one installation, on the thread that runs
 // it; nothing here locks.
 #pragma once
@@ -20,6 +32,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/emulated/installer/ui_messages.h"
 #include "platform/emulated/win_types.h"
 
 namespace emulated::installer {
@@ -65,5 +78,26 @@ class InstallScript {
  private:
   std::vector<ScriptAction> actions_;
 };
+
+// The scenario settings a run honours (machine.conf): a delay after each
+// progress report, and the action that fails once its operations ran.
+struct ScriptRunSettings {
+  int tickDelayMs = 0;
+  std::u16string failAction;
+};
+
+// A progress report ("1: 2 2: N "), then the scenario's delay.
+UiAnswer reportProgress(MessageChannel& channel, long long ticks, int delayMs);
+
+// The error message of a scenario's failing action, and its result:
+// ERROR_INSTALL_FAILURE (1603), or 1602 when the user cancels the message.
+UINT failScenarioAction(Session& session, std::u16string_view action);
+
+// Runs every operation of the script through the journal: ERROR_SUCCESS,
+// ERROR_INSTALL_USEREXIT when the user cancelled at any message, or
+// ERROR_INSTALL_FAILURE when an operation or the scenario's failing action
+// failed. The caller rolls the journal back on a failure.
+UINT runScript(const InstallScript& script, Session& session, InstallJournal& journal,
+               const ScriptRunSettings& settings);
 
 }  // namespace emulated::installer

@@ -9,6 +9,7 @@
 #include "platform/emulated/installer/actions.h"
 #include "platform/emulated/installer/condition_evaluator.h"
 #include "platform/emulated/installer/formatted_text.h"
+#include "platform/emulated/installer/install_operation.h"
 #include "platform/emulated/installer/session_handle.h"
 #include "platform/emulated/installer/ui_settings.h"
 #include "platform/emulated/machine/text_out.h"
@@ -18,14 +19,6 @@
 namespace emulated::installer {
 
 namespace {
-
-// The UI level a session reports (UILevel): the internal UI level in force
-// when it opens, without its flags; the default level (and NOCHANGE, which
-// only the setter knows) is the full UI, as Windows chooses it.
-int sessionUiLevel() {
-  const int level = static_cast<int>(currentInternalUiLevel()) & 0x7;
-  return level <= INSTALLUILEVEL_DEFAULT ? INSTALLUILEVEL_FULL : level;
-}
 
 std::u16string_view wideView(LPCWSTR text) { return std::u16string_view(text, std::char_traits<char16_t>::length(text)); }
 
@@ -69,6 +62,7 @@ using namespace emulated::installer;
 extern "C" UINT MsiOpenPackageW(LPCWSTR szPackagePath, MSIHANDLE* hProduct) {
   if (szPackagePath == nullptr || hProduct == nullptr) return ERROR_INVALID_PARAMETER;
   const std::u16string_view path = wideView(szPackagePath);
+  recoverInterruptedOperations();
   UINT code = ERROR_SUCCESS;
   std::shared_ptr<Session> session;
   if (std::shared_ptr<DatabaseObject> database = databaseNamedBy(path)) {

@@ -31,7 +31,8 @@ const Row* findByKey(const std::vector<Row>& rows, const Index& index, std::u16s
 Session::Session(std::shared_ptr<DatabaseObject> database, std::u16string path)
     : tables_(std::move(database)), packagePath_(std::move(path)) {}
 
-std::shared_ptr<Session> Session::open(std::u16string_view windowsPath, int uiLevel, UINT& code) {
+std::shared_ptr<Session> Session::open(std::u16string_view windowsPath, int uiLevel, UINT& code,
+                                      MessageChannel* sharedMessages) {
   // Windows tells a package it cannot reach (1619) from a file that is not
   // a package (1620); libmsi fails both the same way, so look first.
   const std::string hostPath = toHostPath(windowsPath);
@@ -45,15 +46,16 @@ std::shared_ptr<Session> Session::open(std::u16string_view windowsPath, int uiLe
     code = ERROR_INSTALL_PACKAGE_INVALID;
     return nullptr;
   }
-  return openDatabase(std::move(database), path, uiLevel, code);
+  return openDatabase(std::move(database), path, uiLevel, code, sharedMessages);
 }
 
 std::shared_ptr<Session> Session::openDatabase(std::shared_ptr<DatabaseObject> database, std::u16string path,
-                                               int uiLevel, UINT& code) {
+                                               int uiLevel, UINT& code, MessageChannel* sharedMessages) {
   std::shared_ptr<Session> session(new Session(std::move(database), std::move(path)));
   code = session->load(uiLevel);
   if (code != ERROR_SUCCESS) return nullptr;
-  session->messages_ = std::make_unique<MessageChannel>();
+  if (sharedMessages == nullptr) session->messages_ = std::make_unique<MessageChannel>();
+  session->channel_ = sharedMessages != nullptr ? sharedMessages : session->messages_.get();
   return session;
 }
 

@@ -13,6 +13,11 @@
 // endOperation() when its sequence is done, so the log carries that result;
 // closing the session afterwards changes nothing.
 //
+// An installation attaches itself to its session (setOperation) and, from
+// InstallInitialize on, the script that the execution actions write into
+// (setScript); a package session of MsiOpenPackageW has neither, so the
+// execution actions run there change nothing.
+//
 // Threads: the actions run one at a time: doAction (actions.h) holds the
 // session's action lock, a recursive one: another thread waits, while the
 // message handler of the running action, called on the same thread, may
@@ -36,6 +41,9 @@
 #include "platform/emulated/installer/ui_messages.h"
 
 namespace emulated::installer {
+
+class InstallOperation;
+class InstallScript;
 
 struct DirectoryRow {
   std::u16string key;
@@ -91,11 +99,15 @@ class Session final : public SessionFacts {
  public:
   // Opens the package at `windowsPath` read-only: ERROR_SUCCESS,
   // ERROR_INSTALL_PACKAGE_OPEN_FAILED (no such file) or
-  // ERROR_INSTALL_PACKAGE_INVALID (not a package).
-  static std::shared_ptr<Session> open(std::u16string_view windowsPath, int uiLevel, UINT& code);
+  // ERROR_INSTALL_PACKAGE_INVALID (not a package). With `sharedMessages`
+  // the session posts on that channel, of an operation it is nested in (a
+  // removal by RemoveExistingProducts), which must outlive it; it does not
+  // end that channel.
+  static std::shared_ptr<Session> open(std::u16string_view windowsPath, int uiLevel, UINT& code,
+                                       MessageChannel* sharedMessages = nullptr);
   // A session over a database already open (MsiOpenPackageW's "#handle").
   static std::shared_ptr<Session> openDatabase(std::shared_ptr<DatabaseObject> database, std::u16string path,
-                                               int uiLevel, UINT& code);
+                                               int uiLevel, UINT& code, MessageChannel* sharedMessages = nullptr);
 
   ~Session() override;
   Session(const Session&) = delete;
@@ -103,7 +115,7 @@ class Session final : public SessionFacts {
 
   // The operation's message path; endOperation() ends it with the
   // operation's result (later calls change nothing).
-  MessageChannel& messages() { return *messages_; }
+  MessageChannel& messages() { return *channel_; }
   void endOperation(UINT result);
   std::recursive_mutex& actionLock() { return actionLock_; }
 
@@ -145,6 +157,16 @@ class Session final : public SessionFacts {
   const FeatureRow* findFeature(std::u16string_view key) const;
   const ComponentRow* findComponent(std::u16string_view key) const;
 
+  // The installation running this session; nullptr in a package session.
+  InstallOperation* operation() const { return operation_; }
+  void setOperation(InstallOperation* operation) { operation_ = operation; }
+  // The script an installation's execution actions write their changes
+  // into (install_script.h): set by InstallInitialize, cleared when
+  // InstallFinalize has run it. Outside that span, and in a package
+  // session, it is nullptr: those actions then change nothing and succeed.
+  InstallScript* script() const { return script_; }
+  void setScript(InstallScript* script) { script_ = script; }
+
   const PackageTables& tables() const { return tables_; }
   const std::u16string& packagePath() const { return packagePath_; }
 
@@ -160,7 +182,8 @@ class Session final : public SessionFacts {
 
   PackageTables tables_;
   const std::u16string packagePath_;
-  std::unique_ptr<MessageChannel> messages_;
+  std::unique_ptr<MessageChannel> messages_;  // null with a shared channel
+  MessageChannel* channel_ = nullptr;
   std::recursive_mutex actionLock_;
   mutable std::mutex propertiesLock_;
   PropertyMap properties_;
@@ -168,6 +191,8 @@ class Session final : public SessionFacts {
   // later costing tells them from a path someone else set.
   PropertyMap costedDirectoryProperties_;
 
+  InstallOperation* operation_ = nullptr;
+  InstallScript* script_ = nullptr;
   bool initialized_ = false;
   bool filesCosted_ = false;
   bool costed_ = false;

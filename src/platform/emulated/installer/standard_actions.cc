@@ -18,28 +18,27 @@ constexpr StandardAction kActions[] = {
     {u"FileCost", [](Session& session) { return session.fileCost(); }},
     {u"CostFinalize", [](Session& session) { return session.costFinalize(); }},
 
-    // The installation's own actions: the operation and its registration
-    // (accepted steps until the installation engine gives each its body).
-    {u"InstallInitialize", nullptr},
-    {u"InstallFinalize", nullptr},
-    {u"ProcessComponents", nullptr},
-    {u"RemoveExistingProducts", nullptr},
-    {u"RegisterProduct", nullptr},
-    {u"PublishFeatures", nullptr},
-    {u"PublishProduct", nullptr},
-    {u"UnpublishFeatures", nullptr},
-    {u"RegisterUser", nullptr},
+    // The installation's own actions: the operation and its registration.
+    {u"InstallInitialize", installInitialize},
+    {u"InstallFinalize", installFinalize},
+    {u"ProcessComponents", processComponents},
+    {u"RemoveExistingProducts", removeExistingProducts},
+    {u"RegisterProduct", registerProductAction},
+    {u"PublishFeatures", publishFeatures},
+    {u"PublishProduct", publishProduct},
+    {u"UnpublishFeatures", unpublishFeatures},
+    {u"RegisterUser", registerUser},
 
     // The installation's changes to files, folders, the registry and
     // shortcuts, written into the installation script.
-    {u"CreateFolders", nullptr},
-    {u"RemoveFolders", nullptr},
-    {u"InstallFiles", nullptr},
-    {u"RemoveFiles", nullptr},
-    {u"WriteRegistryValues", nullptr},
-    {u"RemoveRegistryValues", nullptr},
-    {u"CreateShortcuts", nullptr},
-    {u"RemoveShortcuts", nullptr},
+    {u"CreateFolders", createFolders},
+    {u"RemoveFolders", removeFolders},
+    {u"InstallFiles", installFiles},
+    {u"RemoveFiles", removeFiles},
+    {u"WriteRegistryValues", writeRegistryValues},
+    {u"RemoveRegistryValues", removeRegistryValues},
+    {u"CreateShortcuts", createShortcuts},
+    {u"RemoveShortcuts", removeShortcuts},
 
     // The other documented standard actions: what they do (services, COM,
     // fonts, ODBC, ...) the emulated machine does not have.

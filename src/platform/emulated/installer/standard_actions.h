@@ -33,8 +33,29 @@ UINT migrateFeatureStates(Session& session);
 UINT validateProductId(Session& session);
 UINT installValidate(Session& session);
 
-// The installation's operation and registration (the installation engine).
+// The installation's operation and registration (the installation engine):
+// registration_actions.cc, and RemoveExistingProducts in upgrade_actions.cc.
+UINT installInitialize(Session& session);
+UINT installFinalize(Session& session);
+UINT processComponents(Session& session);
+UINT removeExistingProducts(Session& session);
+UINT registerProductAction(Session& session);
+UINT publishFeatures(Session& session);
+UINT publishProduct(Session& session);
+UINT unpublishFeatures(Session& session);
+UINT registerUser(Session& session);
 
-// The installation's changes to files, folders, the registry and shortcuts.
+// The installation's changes to files, folders, the registry and shortcuts
+// (file_actions.cc, registry_actions.cc, shortcut_actions.cc): each writes
+// its operations into the session's script, and changes nothing in a
+// package session.
+UINT createFolders(Session& session);
+UINT removeFolders(Session& session);
+UINT installFiles(Session& session);
+UINT removeFiles(Session& session);
+UINT writeRegistryValues(Session& session);
+UINT removeRegistryValues(Session& session);
+UINT createShortcuts(Session& session);
+UINT removeShortcuts(Session& session);
 
 }  // namespace emulated::installer

@@ -42,6 +42,11 @@ INSTALLUILEVEL currentInternalUiLevel() {
   return settings().level;
 }
 
+int sessionUiLevel() {
+  const int level = static_cast<int>(currentInternalUiLevel()) & 0x7;
+  return level <= INSTALLUILEVEL_DEFAULT ? INSTALLUILEVEL_FULL : level;
+}
+
 }  // namespace emulated::installer
 
 using emulated::installer::settings;

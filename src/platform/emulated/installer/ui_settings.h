@@ -25,4 +25,9 @@ struct ExternalUi {
 ExternalUi currentExternalUi();
 INSTALLUILEVEL currentInternalUiLevel();
 
+// The UI level a session opened now reports (UILevel): the internal UI
+// level without its flags; the default level (and NOCHANGE, which only the
+// setter knows) is the full UI, as Windows chooses it.
+int sessionUiLevel();
+
 }  // namespace emulated::installer

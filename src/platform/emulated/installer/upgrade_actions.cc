@@ -18,13 +18,19 @@
 // - MigrateFeatureStates: on a first installation without a feature
 //   preselected (ADDLOCAL, REMOVE, ...), the products that a row with
 //   msidbUpgradeAttributesMigrateFeatures (1) found give their stored
-//   feature states to the features of the same name, after CostFinalize.
+//   feature states to the features of the same name, after CostFinalize;
+// - RemoveExistingProducts: in an installation, each installed product
+//   listed in the ActionProperty of a row without OnlyDetect is removed
+//   from its cached package, nested in this installation (its changes in
+//   this installation's journal, so that a rollback restores it). A
+//   package session changes nothing.
 #include <array>
 #include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "platform/emulated/installer/install_operation.h"
 #include "platform/emulated/installer/standard_actions.h"
 #include "platform/emulated/products/installed_products.h"
 
@@ -33,6 +39,7 @@ namespace emulated::installer {
 namespace {
 
 constexpr int kMigrateFeatures = 0x1;
+constexpr int kOnlyDetect = 0x2;
 constexpr int kVersionMinInclusive = 0x100;
 constexpr int kVersionMaxInclusive = 0x200;
 constexpr int kLanguagesExclusive = 0x400;
@@ -139,6 +146,18 @@ UINT migrateFeatureStates(Session& session) {
     }
   }
   if (!states.empty()) session.migrateFeatureActions(states);
+  return ERROR_SUCCESS;
+}
+
+UINT removeExistingProducts(Session& session) {
+  InstallOperation* operation = session.operation();
+  if (operation == nullptr) return ERROR_SUCCESS;
+  for (const UpgradeRow& row : upgradeRows(session)) {
+    if ((row.attributes & kOnlyDetect) || row.actionProperty.empty()) continue;
+    for (const std::u16string& code : split(session.property(row.actionProperty), u';')) {
+      if (UINT result = operation->removeRelatedProduct(session, code)) return result;
+    }
+  }
   return ERROR_SUCCESS;
 }
 

@@ -1,5 +1,6 @@
 #include "platform/emulated/machine/file_lock.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
@@ -25,11 +26,27 @@ FileLock::~FileLock() {
   if (fd_ >= 0) ::close(fd_);
 }
 
+namespace {
+std::string temporaryPrefix(const std::string& path) { return path + ".tmp."; }
+}  // namespace
+
+void removeReplaceLeftovers(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash);
+  const std::string prefix = temporaryPrefix(path.substr(slash + 1));
+  DIR* dir = ::opendir(directory.c_str());
+  if (dir == nullptr) return;
+  while (dirent* entry = ::readdir(dir)) {
+    if (std::string(entry->d_name).rfind(prefix, 0) == 0) ::unlink((directory + "/" + entry->d_name).c_str());
+  }
+  ::closedir(dir);
+}
+
 bool replaceFile(const std::string& path, const std::string& bytes) {
   // Unique per process and call, so writers that hold no lock cannot
   // write into each other's temporary.
   static std::atomic<unsigned> counter{0};
-  const std::string temporary = path + ".tmp." + std::to_string(::getpid()) + "." + std::to_string(counter++);
+  const std::string temporary = temporaryPrefix(path) + std::to_string(::getpid()) + "." + std::to_string(counter++);
   const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
   if (fd < 0) return false;
   bool written = true;

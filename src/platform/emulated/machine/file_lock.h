@@ -32,4 +32,8 @@ class FileLock {
 // `path`. False when any step fails; `path` is then as it was.
 bool replaceFile(const std::string& path, const std::string& bytes);
 
+// Removes the temporaries that replaceFile calls on `path` left when their
+// process died between the write and the rename.
+void removeReplaceLeftovers(const std::string& path);
+
 }  // namespace emulated

@@ -13,6 +13,17 @@
 //                        (default User, ORNEL-PC)
 //   userLanguage, systemLanguage   language ids (default 1033, 1033)
 //   userIsAdmin          1 when the user is an administrator (default 1)
+//
+// Scenario keys, read by the installation engine at each operation:
+//   installTickDelayMs   milliseconds to wait after each progress report of
+//                        an installation or removal (default 0), to watch
+//                        the bar and press Cancel
+//   failAction           an action that posts an error and fails with 1603:
+//                        at once, or for an action that writes the script,
+//                        once the script has run its operations, so that
+//                        the rollback has something to undo (default none)
+//   restartRequired      1: a successful operation returns 3010
+//                        (ERROR_SUCCESS_REBOOT_REQUIRED) (default 0)
 #pragma once
 
 #include <map>

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
@@ -305,19 +306,27 @@ bool CompoundFile::readSector(std::uint32_t sector, char* into) const {
 bool CompoundFile::read(const Stream& stream, std::string& bytes) const {
   bytes.clear();
   if (stream.size == 0) return true;
-  std::string sector(sectorSize_, '\0');
   if (stream.size >= kMiniStreamCutoff) {
-    for (std::uint32_t at = stream.start; at != kEndOfChain; at = fat_[at]) {
-      if (!readSector(at, &sector[0])) return false;
-      bytes += sector;
+    // Runs of consecutive sectors are read in one call: a large stream (an
+    // embedded cabinet) is then read in a few calls, not one per sector.
+    bytes.resize(std::size_t(stream.size));
+    std::size_t done = 0;
+    for (std::uint32_t at = stream.start; at != kEndOfChain && done < bytes.size();) {
+      std::uint32_t run = 1;
+      while (fat_[at + run - 1] == at + run) ++run;
+      const std::size_t length = std::min<std::size_t>(std::size_t(run) * sectorSize_, bytes.size() - done);
+      if (pread(fd_, &bytes[done], length, off_t(at + 1) * sectorSize_) != ssize_t(length)) return false;
+      done += length;
+      at = fat_[at + run - 1];
     }
-  } else {
-    for (std::uint32_t at = stream.start; at != kEndOfChain; at = miniFat_[at]) {
-      const std::uint64_t offset = std::uint64_t(at) * kMiniSectorSize;
-      const off_t where = off_t(miniStreamSectors_[offset / sectorSize_] + 1) * sectorSize_ + off_t(offset % sectorSize_);
-      if (pread(fd_, &sector[0], kMiniSectorSize, where) != ssize_t(kMiniSectorSize)) return false;
-      bytes.append(sector, 0, kMiniSectorSize);
-    }
+    return done == bytes.size();
+  }
+  std::string sector(sectorSize_, '\0');
+  for (std::uint32_t at = stream.start; at != kEndOfChain; at = miniFat_[at]) {
+    const std::uint64_t offset = std::uint64_t(at) * kMiniSectorSize;
+    const off_t where = off_t(miniStreamSectors_[offset / sectorSize_] + 1) * sectorSize_ + off_t(offset % sectorSize_);
+    if (pread(fd_, &sector[0], kMiniSectorSize, where) != ssize_t(kMiniSectorSize)) return false;
+    bytes.append(sector, 0, kMiniSectorSize);
   }
   bytes.resize(std::size_t(stream.size));
   return true;

@@ -282,7 +282,11 @@ std::map<std::pair<std::string, FileIdentity>, PackageVerdict>& cache() {
 }  // namespace
 
 std::u16string packedTableStreamName(const std::string& table) {
-  std::u16string packed(1, kTableMarker);
+  return std::u16string(1, kTableMarker) + packedStreamName(table);
+}
+
+std::u16string packedStreamName(const std::string& table) {
+  std::u16string packed;
   for (std::size_t i = 0; i < table.size(); ++i) {
     const int first = packedIndex(table[i]);
     const int second = i + 1 < table.size() ? packedIndex(table[i + 1]) : -1;

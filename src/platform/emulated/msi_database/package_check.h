@@ -35,4 +35,8 @@ PackageVerdict checkPackageFile(const std::string& hostPath, std::string& proble
 // one character each.
 std::u16string packedTableStreamName(const std::string& table);
 
+// The same packing without the table marker: how a stream of the _Streams
+// table (an embedded cabinet, say) is named in the compound file.
+std::u16string packedStreamName(const std::string& name);
+
 }  // namespace emulated

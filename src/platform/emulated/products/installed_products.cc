@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <fstream>
 #include <sstream>
@@ -146,6 +147,22 @@ bool removeInstalledProduct(std::u16string_view productCode) {
   if (!isGuid(productCode)) return false;
   FileLock lock(storeLockPath(), FileLock::kExclusive);
   return std::remove(productFile(productCode).c_str()) == 0;
+}
+
+std::string productRecordText(const InstalledProduct& product) { return serialise(product); }
+
+std::optional<InstalledProduct> parseProductRecord(const std::string& text) {
+  std::istringstream in(text);
+  return parse(in);
+}
+
+bool restoreInstalledProduct(std::u16string_view productCode, const std::optional<InstalledProduct>& previous) {
+  if (!isGuid(productCode)) return false;
+  FileLock lock(storeLockPath(), FileLock::kExclusive);
+  const std::string path = productFile(productCode);
+  removeReplaceLeftovers(path);
+  if (previous) return replaceFile(path, serialise(*previous));
+  return std::remove(path.c_str()) == 0 || errno == ENOENT;
 }
 
 const char* featureStateName(INSTALLSTATE state) {

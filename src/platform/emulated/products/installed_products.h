@@ -49,6 +49,17 @@ bool saveInstalledProduct(const InstalledProduct& product);
 // False when the product is not installed.
 bool removeInstalledProduct(std::u16string_view productCode);
 
+// A product's record as the store writes it, and back (nullopt for a text
+// that names no product): what an installation's journal keeps of a record
+// it replaces or removes.
+std::string productRecordText(const InstalledProduct& product);
+std::optional<InstalledProduct> parseProductRecord(const std::string& text);
+
+// Puts the store's record of `productCode` back as it was: `previous`, or
+// none. Also drops what a writer killed between its write and its rename
+// left. False when the store cannot be written.
+bool restoreInstalledProduct(std::u16string_view productCode, const std::optional<InstalledProduct>& previous);
+
 // Text of a feature state as the store and the scenario tool write it
 // ("local", "source", "absent", "advertised"), and back; nullopt for an
 // unknown text.

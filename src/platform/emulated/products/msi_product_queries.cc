@@ -1,8 +1,11 @@
 // Windows Installer's product and feature queries, answered from the
-// machine's store of installed products.
+// machine's store of installed products. Each first rolls back what a
+// killed installation left, when no installation runs (else that one
+// does), so no query sees a half-installed product.
 #include <cstring>
 #include <string>
 
+#include "platform/emulated/installer/install_operation.h"
 #include "platform/emulated/products/installed_products.h"
 #include "platform/emulated/msi_products.h"
 #include "platform/emulated/machine/text_out.h"
@@ -46,6 +49,7 @@ using namespace emulated;
 
 extern "C" UINT MsiGetProductInfoW(LPCWSTR szProduct, LPCWSTR szAttribute, LPWSTR lpValueBuf,
                                    LPDWORD pcchValueBuf) {
+  installer::recoverInterruptedOperations();
   if (szProduct == nullptr || szAttribute == nullptr || !isGuid(szProduct)) return ERROR_INVALID_PARAMETER;
   if (lpValueBuf != nullptr && pcchValueBuf == nullptr) return ERROR_INVALID_PARAMETER;
   const auto product = findInstalledProduct(szProduct);
@@ -58,6 +62,7 @@ extern "C" UINT MsiGetProductInfoW(LPCWSTR szProduct, LPCWSTR szAttribute, LPWST
 
 extern "C" UINT MsiEnumRelatedProductsW(LPCWSTR lpUpgradeCode, DWORD dwReserved, DWORD iProductIndex,
                                         LPWSTR lpProductBuf) {
+  installer::recoverInterruptedOperations();
   if (lpUpgradeCode == nullptr || !isGuid(lpUpgradeCode) || dwReserved != 0 || lpProductBuf == nullptr)
     return ERROR_INVALID_PARAMETER;
   DWORD index = 0;
@@ -73,6 +78,7 @@ extern "C" UINT MsiEnumRelatedProductsW(LPCWSTR lpUpgradeCode, DWORD dwReserved,
 
 extern "C" UINT MsiEnumFeaturesW(LPCWSTR szProduct, DWORD iFeatureIndex, LPWSTR lpFeatureBuf,
                                  LPWSTR lpParentBuf) {
+  installer::recoverInterruptedOperations();
   if (szProduct == nullptr || !isGuid(szProduct) || lpFeatureBuf == nullptr) return ERROR_INVALID_PARAMETER;
   const auto product = findInstalledProduct(szProduct);
   if (!product) return ERROR_UNKNOWN_PRODUCT;
@@ -84,6 +90,7 @@ extern "C" UINT MsiEnumFeaturesW(LPCWSTR szProduct, DWORD iFeatureIndex, LPWSTR 
 }
 
 extern "C" INSTALLSTATE MsiQueryFeatureStateW(LPCWSTR szProduct, LPCWSTR szFeature) {
+  installer::recoverInterruptedOperations();
   if (szProduct == nullptr || szFeature == nullptr || !isGuid(szProduct)) return INSTALLSTATE_INVALIDARG;
   const auto product = findInstalledProduct(szProduct);
   if (!product) return INSTALLSTATE_UNKNOWN;

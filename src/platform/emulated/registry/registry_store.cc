@@ -319,6 +319,29 @@ LONG keyValues(const KeyPath& key, std::vector<RegistryValue>* values) {
   return ERROR_SUCCESS;
 }
 
+LONG valuesImage(const KeyPath& key, std::optional<std::string>* image) {
+  FileLock lock(lockPath(), FileLock::kShared);
+  const std::string directory = keyDirectory(key);
+  if (directory.empty()) return ERROR_KEY_DELETED;
+  image->reset();
+  std::ifstream in(directory + "/" + kValuesFile, std::ios::binary);
+  if (!in) return ERROR_SUCCESS;
+  std::ostringstream bytes;
+  bytes << in.rdbuf();
+  *image = bytes.str();
+  return ERROR_SUCCESS;
+}
+
+LONG restoreValuesImage(const KeyPath& key, const std::optional<std::string>& image) {
+  FileLock lock(lockPath(), FileLock::kExclusive);
+  const std::string directory = keyDirectory(key);
+  if (directory.empty()) return ERROR_KEY_DELETED;
+  const std::string path = directory + "/" + kValuesFile;
+  removeReplaceLeftovers(path);
+  if (image) return replaceFile(path, *image) ? ERROR_SUCCESS : ERROR_REGISTRY_IO_FAILED;
+  return ::unlink(path.c_str()) == 0 || errno == ENOENT ? ERROR_SUCCESS : ERROR_REGISTRY_IO_FAILED;
+}
+
 FILETIME keyWriteTime(const KeyPath& key) {
   FileLock lock(lockPath(), FileLock::kShared);
   struct stat st {};

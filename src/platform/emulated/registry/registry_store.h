@@ -61,6 +61,14 @@ LONG deleteValue(const KeyPath& key, std::u16string_view name);                 
 LONG subkeyNames(const KeyPath& key, std::vector<std::u16string>* names);             // alphabetical
 LONG keyValues(const KeyPath& key, std::vector<RegistryValue>* values);               // in order first set
 
+// The key's values as the store keeps them, byte for byte (nullopt: the
+// key has no values file), and back: an installation's journal takes a key
+// back to exactly these bytes, order of values included. Restoring also
+// drops what a writer killed between its write and its rename left beside
+// the values file. ERROR_KEY_DELETED for a key that does not exist.
+LONG valuesImage(const KeyPath& key, std::optional<std::string>* image);
+LONG restoreValuesImage(const KeyPath& key, const std::optional<std::string>& image);
+
 // When the key's subkeys or values last changed, as a FILETIME.
 FILETIME keyWriteTime(const KeyPath& key);
 

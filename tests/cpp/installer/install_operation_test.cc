@@ -1,0 +1,272 @@
+// Installations and removals through MsiInstallProductW and
+// MsiConfigureProductExW, watched by an external UI handler that decodes
+// the progress messages as the add-on does.
+#include <gtest/gtest.h>
+
+#include <dirent.h>
+#include <sys/stat.h>
+
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/emulated/installer/command_line.h"
+#include "platform/emulated/installer/install_operation.h"
+#include "platform/emulated/machine/unicode.h"
+#include "platform/emulated/msi_products.h"
+#include "platform/emulated/msi_ui.h"
+#include "session_support.h"
+
+namespace {
+
+using emulated::utf16ToUtf8;
+using emulated::utf8ToUtf16;
+
+constexpr const char16_t* kProduct = u"{5E1A7C3B-2D4F-4A68-9B0C-1D2E3F405161}";
+constexpr const char16_t* kUpgrade = u"{5E1A7C3B-2D4F-4A68-9B0C-1D2E3F405162}";
+
+// Every message, and the bar of the execution phase as the add-on's
+// decoder moves it: the total of its reset, the ticks reported after it,
+// each position reached.
+struct Watcher {
+  std::vector<std::pair<UINT, std::string>> messages;
+  size_t cancelAt = SIZE_MAX;
+  std::function<void()> onFirstReport;
+  long long total = 0, reported = 0, position = 0;
+  bool forward = true, scriptInProgress = false, sawBackwardReset = false;
+  std::vector<long long> positions;  // after each execution report
+
+  void progress(const std::string& text) {
+    long long f[4] = {0, 0, 0, 0};
+    std::sscanf(text.c_str(), "1: %lld 2: %lld 3: %lld 4: %lld", &f[0], &f[1], &f[2], &f[3]);
+    if (f[0] == 0) {
+      total = f[1];
+      forward = f[2] == 0;
+      sawBackwardReset = sawBackwardReset || !forward;
+      position = scriptInProgress || !forward ? total : 0;
+      reported = 0;
+      scriptInProgress = f[3] == 1;
+      if (!scriptInProgress && forward) positions.clear();
+    } else if (f[0] == 2 && total != 0) {
+      if (onFirstReport) std::exchange(onFirstReport, nullptr)();
+      reported += f[1];
+      position = std::min(std::max(forward ? reported : -reported, 0LL), total);
+      if (forward && !scriptInProgress) positions.push_back(reported);
+    }
+  }
+};
+
+INT handler(LPVOID context, UINT type, LPCWSTR text) {
+  auto* watcher = static_cast<Watcher*>(context);
+  const std::string message = text ? utf16ToUtf8(text) : "";
+  watcher->messages.emplace_back(type & 0xFF000000u, message);
+  if ((type & 0xFF000000u) == INSTALLMESSAGE_PROGRESS) watcher->progress(message);
+  return watcher->messages.size() - 1 == watcher->cancelAt ? IDCANCEL : IDOK;
+}
+
+class InstallOperationTest : public session_test::SessionTest {
+ protected:
+  void SetUp() override {
+    SessionTest::SetUp();
+    MsiSetExternalUIW(handler, 0xFFFFFFFF, &watcher_);
+  }
+  void TearDown() override {
+    MsiSetExternalUIW(nullptr, 0, nullptr);
+    SessionTest::TearDown();
+  }
+
+  // Every file under the root with its bytes, and every folder of the
+  // drives; not the stores' lock files, nor machine.conf.
+  static void snapshot(const std::string& path, const std::string& name, std::map<std::string, std::string>* tree) {
+    struct stat st;
+    if (::lstat(path.c_str(), &st) != 0) return;
+    if (!S_ISDIR(st.st_mode)) {
+      const bool lock = name.size() >= 5 && name.compare(name.size() - 5, 5, ".lock") == 0;
+      if (!lock && name != "/machine.conf") (*tree)[name] = read(path);
+      return;
+    }
+    if (name.rfind("/drive_", 0) == 0) (*tree)[name + "/"] = "";
+    DIR* dir = ::opendir(path.c_str());
+    while (dirent* entry = dir ? ::readdir(dir) : nullptr) {
+      const std::string child = entry->d_name;
+      if (child != "." && child != "..") snapshot(path + "/" + child, name + "/" + child, tree);
+    }
+    if (dir) ::closedir(dir);
+  }
+
+  std::map<std::string, std::string> machine() const {
+    std::map<std::string, std::string> tree;
+    snapshot(root_, "", &tree);
+    return tree;
+  }
+
+  UINT install(const std::string& package = "engine", const char16_t* commandLine = u"") {
+    watcher_ = Watcher{{}, watcher_.cancelAt, watcher_.onFirstReport};
+    return MsiInstallProductW(session_test::packagePath(package).c_str(), commandLine);
+  }
+  UINT remove(const char16_t* product = kProduct) {
+    watcher_ = Watcher{{}, watcher_.cancelAt, watcher_.onFirstReport};
+    return MsiConfigureProductExW(product, INSTALLLEVEL_DEFAULT, INSTALLSTATE_ABSENT, u"");
+  }
+
+  static std::string productInfo(const char16_t* product, const char16_t* property) {
+    WCHAR value[300] = {0};
+    DWORD size = 300;
+    const UINT code = MsiGetProductInfoW(product, property, value, &size);
+    return code == ERROR_SUCCESS ? utf16ToUtf8(std::u16string(value, size)) : "error " + std::to_string(code);
+  }
+
+  size_t count(UINT type) const {
+    size_t n = 0;
+    for (const auto& message : watcher_.messages) n += message.first == type;
+    return n;
+  }
+
+  // The execution's bar: announced total = sum of the reports, never back,
+  // 100 % at the end.
+  void expectFullBar() const {
+    ASSERT_FALSE(watcher_.positions.empty());
+    EXPECT_GT(watcher_.total, 0);
+    EXPECT_EQ(watcher_.positions.back(), watcher_.total);
+    for (size_t i = 1; i < watcher_.positions.size(); ++i) EXPECT_LE(watcher_.positions[i - 1], watcher_.positions[i]);
+  }
+
+  Watcher watcher_;
+};
+
+TEST(CommandLine, ParsesTheDocumentedFormsAndRefusesTheRest) {
+  struct Case {
+    const char16_t* text;
+    UINT code;
+    const char* settings;  // "NAME=value|..."
+  } cases[] = {
+      {u"", ERROR_SUCCESS, ""},
+      {u"  INSTALLDIR=C:\\Apps\\X  ", ERROR_SUCCESS, "INSTALLDIR=C:\\Apps\\X|"},
+      {u"A=1 B=\"two words\"\tC=\"\"", ERROR_SUCCESS, "A=1|B=two words|C=|"},
+      {u"MYPROP=\"Embedded \"\"Quotes\"\" White Space\"", ERROR_SUCCESS, "MYPROP=Embedded \"Quotes\" White Space|"},
+      {u"PROPERTY = \"string\"", ERROR_SUCCESS, "PROPERTY=string|"},
+      {u"P=a\"b c\" _x.1=2", ERROR_SUCCESS, "P=ab c|_x.1=2|"},
+      {u"NOVALUE", ERROR_INVALID_COMMAND_LINE, ""},
+      {u"A=", ERROR_INVALID_COMMAND_LINE, ""},
+      {u"=1", ERROR_INVALID_COMMAND_LINE, ""},
+      {u"1A=1", ERROR_INVALID_COMMAND_LINE, ""},
+      {u"A=\"open", ERROR_INVALID_COMMAND_LINE, ""},
+      {u"A=\"x\"B=1", ERROR_INVALID_COMMAND_LINE, ""},
+      {u"A=1 B", ERROR_INVALID_COMMAND_LINE, ""},
+  };
+  for (const Case& c : cases) {
+    emulated::installer::PropertySettings settings;
+    EXPECT_EQ(emulated::installer::parseCommandLine(c.text, &settings), c.code) << utf16ToUtf8(c.text);
+    std::string text;
+    for (const auto& [name, value] : settings) text += utf16ToUtf8(name) + "=" + utf16ToUtf8(value) + "|";
+    EXPECT_EQ(text, c.settings) << utf16ToUtf8(c.text);
+  }
+}
+
+TEST_F(InstallOperationTest, InstallsRegistersAndRemovesLeavingNothing) {
+  const auto before = machine();
+  ASSERT_EQ(install(), ERROR_SUCCESS);
+  expectFullBar();
+  EXPECT_EQ(productInfo(kProduct, INSTALLPROPERTY_VERSIONSTRING), "1.0.0");
+  EXPECT_EQ(productInfo(kProduct, INSTALLPROPERTY_INSTALLLOCATION), "C:\\Program Files\\Engine Sample\\");
+  const std::string cached = productInfo(kProduct, INSTALLPROPERTY_LOCALPACKAGE);
+  EXPECT_EQ(cached.rfind("C:\\Windows\\Installer\\", 0), 0u) << cached;
+  EXPECT_EQ(read(emulated::toHostPath(utf8ToUtf16(cached))),
+            read(emulated::toHostPath(session_test::packagePath("engine"))));
+  WCHAR feature[40], parent[40];
+  ASSERT_EQ(MsiEnumFeaturesW(kProduct, 1, feature, parent), ERROR_SUCCESS);
+  EXPECT_EQ(utf16ToUtf8(feature) + "<" + utf16ToUtf8(parent), "Extras<Complete");
+  EXPECT_EQ(MsiQueryFeatureStateW(kProduct, u"Extras"), INSTALLSTATE_LOCAL);
+  EXPECT_TRUE(exists(root_ + "/registry/HKEY_LOCAL_MACHINE/Software/Microsoft/Windows/CurrentVersion/Uninstall/" +
+                     utf16ToUtf8(kProduct) + "/.values"));
+
+  ASSERT_EQ(remove(), ERROR_SUCCESS);
+  expectFullBar();
+  EXPECT_EQ(productInfo(kProduct, INSTALLPROPERTY_VERSIONSTRING), "error 1605");
+  EXPECT_EQ(machine(), before);
+}
+
+TEST_F(InstallOperationTest, CancelAndFailureRollBackToTheSameMachine) {
+  const auto before = machine();
+  ASSERT_EQ(install(), ERROR_SUCCESS);
+  const size_t messages = watcher_.messages.size();
+  size_t lastData = 0;  // the last ACTIONDATA: changes were made by then
+  for (size_t i = 0; i < messages; ++i) lastData = watcher_.messages[i].first == INSTALLMESSAGE_ACTIONDATA ? i : lastData;
+  ASSERT_EQ(remove(), ERROR_SUCCESS);
+  // Cancels before the script, in its generation, at its last ACTIONDATA,
+  // at the last message; failures of an action that runs at once and of
+  // one that the script runs.
+  struct Case {
+    size_t cancelAt;
+    const char* failAction;
+    UINT expected;
+    bool rollsBack;
+  } cases[] = {{3, "", ERROR_INSTALL_USEREXIT, false},
+               {messages / 2, "", ERROR_INSTALL_USEREXIT, false},
+               {lastData, "", ERROR_INSTALL_USEREXIT, true},
+               {messages - 1, "", ERROR_INSTALL_USEREXIT, true},
+               {SIZE_MAX, "CostFinalize", ERROR_INSTALL_FAILURE, false},
+               {SIZE_MAX, "PublishProduct", ERROR_INSTALL_FAILURE, true}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::to_string(c.cancelAt) + c.failAction);
+    configure(std::string("failAction=") + c.failAction + "\n");
+    watcher_.cancelAt = c.cancelAt;
+    EXPECT_EQ(install(), c.expected);
+    EXPECT_EQ(machine(), before);
+    EXPECT_EQ(watcher_.sawBackwardReset, c.rollsBack);
+    if (*c.failAction) EXPECT_EQ(count(INSTALLMESSAGE_ERROR), 1u);
+  }
+  // Removal cancelled late: the product stays, whole.
+  configure("failAction=\n");
+  watcher_.cancelAt = SIZE_MAX;
+  ASSERT_EQ(install(), ERROR_SUCCESS);
+  const auto installed = machine();
+  watcher_.cancelAt = 40;
+  EXPECT_EQ(remove(), ERROR_INSTALL_USEREXIT);
+  EXPECT_EQ(machine(), installed);
+}
+
+TEST_F(InstallOperationTest, ResultCodesOfTheDocumentedCases) {
+  configure("restartRequired=1\n");
+  EXPECT_EQ(install(), ERROR_SUCCESS_REBOOT_REQUIRED);
+  configure("restartRequired=0\n");
+  EXPECT_EQ(install("engine_other_version"), ERROR_PRODUCT_VERSION);
+  EXPECT_EQ(install("engine", u"BROKEN"), ERROR_INVALID_COMMAND_LINE);
+  EXPECT_EQ(install("no_such_package"), ERROR_INSTALL_PACKAGE_OPEN_FAILED);
+  EXPECT_EQ(MsiConfigureProductExW(u"{5E1A7C3B}", 0, INSTALLSTATE_ABSENT, u""), ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(MsiConfigureProductExW(nullptr, 0, INSTALLSTATE_ABSENT, u""), ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(remove(u"{00000000-0000-0000-0000-000000000000}"), ERROR_UNKNOWN_PRODUCT);
+  EXPECT_EQ(MsiConfigureProductExW(kProduct, 0, INSTALLSTATE_ADVERTISED, u""), ERROR_CALL_NOT_IMPLEMENTED);
+
+  // Same version again: maintenance, which REMOVE=ALL ends.
+  EXPECT_EQ(install("engine", u"REMOVE=ALL"), ERROR_SUCCESS);
+  EXPECT_EQ(productInfo(kProduct, INSTALLPROPERTY_VERSIONSTRING), "error 1605");
+}
+
+TEST_F(InstallOperationTest, ASecondInstallationWhileOneRunsGets1618) {
+  UINT second = 0;
+  watcher_.onFirstReport = [&] {
+    std::thread other([&] { second = MsiInstallProductW(session_test::packagePath("engine").c_str(), u""); });
+    other.join();
+  };
+  EXPECT_EQ(install(), ERROR_SUCCESS);
+  EXPECT_EQ(second, ERROR_INSTALL_ALREADY_RUNNING);
+}
+
+TEST_F(InstallOperationTest, AMajorUpgradeRemovesTheOlderProductAndACancelBringsItBack) {
+  ASSERT_EQ(install(), ERROR_SUCCESS);
+  watcher_.cancelAt = SIZE_MAX;
+  ASSERT_EQ(install("engine_upgrade"), ERROR_SUCCESS);
+  const size_t messages = watcher_.messages.size();
+  EXPECT_EQ(productInfo(kProduct, INSTALLPROPERTY_VERSIONSTRING), "error 1605");
+  EXPECT_EQ(productInfo(kUpgrade, INSTALLPROPERTY_VERSIONSTRING), "2.0.0");
+  ASSERT_EQ(remove(kUpgrade), ERROR_SUCCESS);
+  ASSERT_EQ(install(), ERROR_SUCCESS);
+  watcher_.cancelAt = messages - 2;
+  EXPECT_EQ(install("engine_upgrade"), ERROR_INSTALL_USEREXIT);
+  EXPECT_EQ(productInfo(kProduct, INSTALLPROPERTY_VERSIONSTRING), "1.0.0");
+  EXPECT_EQ(productInfo(kUpgrade, INSTALLPROPERTY_VERSIONSTRING), "error 1605");
+}
+
+}  // namespace

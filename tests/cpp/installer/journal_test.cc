@@ -1,0 +1,154 @@
+// The installation journal: every change taken back leaves the root byte for byte as before, in this
+// process or after a process killed mid-way.
+#include <dirent.h>
+#include <signal.h>
+#include <sys/wait.h>
+
+#include <map>
+
+#include "../support/temp_machine.h"
+#include "platform/emulated/installer/install_journal.h"
+
+namespace {
+
+using emulated::installer::InstallJournal;
+using emulated::registry::KeyPath;
+
+// Every folder (as "name/") and file with its bytes under `path`.
+void snapshot(const std::string& path, const std::string& name, std::map<std::string, std::string>& out) {
+  DIR* dir = ::opendir(path.c_str());
+  if (dir == nullptr) {
+    std::ifstream in(path, std::ios::binary);
+    out[name] = std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    return;
+  }
+  out[name + "/"] = "";
+  while (dirent* entry = ::readdir(dir)) {
+    const std::string child = entry->d_name;
+    if (child != "." && child != "..") snapshot(path + "/" + child, name + "/" + child, out);
+  }
+  ::closedir(dir);
+}
+
+const KeyPath kKey{u"HKEY_LOCAL_MACHINE", {u"Software", u"Maker", u"Product"}};
+const KeyPath kOld{u"HKEY_LOCAL_MACHINE", {u"Software", u"Old"}};
+
+emulated::InstalledProduct product(const std::u16string& name) {
+  emulated::InstalledProduct p;
+  p.productCode = u"{11111111-2222-3333-4444-555555555555}";
+  p.productName = name;
+  return p;
+}
+
+// One change of each kind, on a machine that has something of each to replace.
+using Change = std::function<UINT(InstallJournal&, const std::string& c)>;
+const std::vector<std::pair<const char*, Change>> kChanges = {
+    {"folders", [](InstallJournal& j, const std::string& c) { return j.createFolder(c + "/App/bin/x"); }},
+    {"new file", [](InstallJournal& j, const std::string& c) { return j.writeFile(c + "/App/bin/x/a.txt", "new"); }},
+    {"replaced", [](InstallJournal& j, const std::string& c) { return j.writeFile(c + "/kept.txt", "changed"); }},
+    {"placed", [](InstallJournal& j, const std::string& c) {
+       const std::string staged = j.stagingPath();
+       std::ofstream(staged) << "staged";
+       return j.placeFile(c + "/App/b.txt", staged);
+     }},
+    {"replaced again", [](InstallJournal& j, const std::string& c) { return j.writeFile(c + "/kept.txt", "again"); }},
+    {"removed", [](InstallJournal& j, const std::string& c) { return j.removeFile(c + "/gone.txt"); }},
+    {"empty folder", [](InstallJournal& j, const std::string& c) { return j.removeFolder(c + "/Empty"); }},
+    {"new value", [](InstallJournal& j, const std::string&) {
+       return j.setValue(kKey, {u"Version", REG_SZ, std::string("1\0\0\0", 4)});
+     }},
+    {"changed value", [](InstallJournal& j, const std::string&) { return j.setValue(kOld, {u"A", REG_DWORD, "zzzz"}); }},
+    {"removed value", [](InstallJournal& j, const std::string&) { return j.deleteValue(kOld, u"A"); }},
+    {"removed key", [](InstallJournal& j, const std::string&) {
+       return j.deleteKey({u"HKEY_LOCAL_MACHINE", {u"Software", u"Old", u"Leaf"}});
+     }},
+    {"new product", [](InstallJournal& j, const std::string&) { return j.saveProduct(product(u"New")); }},
+    {"changed product", [](InstallJournal& j, const std::string&) { return j.saveProduct(product(u"Newer")); }},
+    {"other product gone", [](InstallJournal& j, const std::string&) {
+       return j.removeProduct(u"{AAAAAAAA-2222-3333-4444-555555555555}");
+     }},
+};
+
+class JournalTest : public test_support::TempMachineTest {
+ protected:
+  void SetUp() override {
+    TempMachineTest::SetUp();
+    std::ofstream(hostPath("kept.txt")) << "kept";
+    std::ofstream(hostPath("gone.txt")) << "gone";
+    ::mkdir(hostPath("Empty").c_str(), 0700);
+    std::vector<KeyPath> made;
+    emulated::registry::createKey({u"HKEY_LOCAL_MACHINE", {u"Software", u"Old", u"Leaf"}}, &made);
+    emulated::registry::setValue({u"HKEY_LOCAL_MACHINE", {u"Software", u"Old", u"Leaf"}}, {u"L", REG_SZ, "x"});
+    for (const char16_t* name : {u"A", u"B"}) emulated::registry::setValue(kOld, {name, REG_SZ, "ab"});
+    emulated::InstalledProduct other = product(u"Other");
+    other.productCode = u"{AAAAAAAA-2222-3333-4444-555555555555}";
+    emulated::saveInstalledProduct(other);
+    before_ = state();
+  }
+
+  std::map<std::string, std::string> state() const {
+    std::map<std::string, std::string> out;
+    snapshot(root_, "", out);
+    return out;
+  }
+
+  // Runs the first `count` changes in a fresh journal.
+  std::unique_ptr<InstallJournal> run(size_t count) {
+    UINT code = 1;
+    std::unique_ptr<InstallJournal> journal = InstallJournal::begin(&code);
+    EXPECT_EQ(code, ERROR_SUCCESS);
+    for (size_t i = 0; i < count; ++i) EXPECT_EQ(kChanges[i].second(*journal, root_ + "/drive_c"), 0u) << kChanges[i].first;
+    return journal;
+  }
+
+  std::map<std::string, std::string> before_;
+};
+
+TEST_F(JournalTest, RollingBackAnyPrefixOfChangesRestoresTheRoot) {
+  for (size_t count = 0; count <= kChanges.size(); ++count) {
+    auto journal = run(count);
+    EXPECT_NE(state(), before_);
+    size_t undone = 0;
+    const size_t entries = journal->entries();
+    journal->rollBack([&] { ++undone; });
+    EXPECT_EQ(undone, entries);
+    EXPECT_EQ(state(), before_) << "after " << count << " changes";
+  }
+}
+
+TEST_F(JournalTest, CommitKeepsTheChangesAndDropsTheJournal) {
+  run(kChanges.size())->commit();
+  EXPECT_EQ(read(hostPath("kept.txt")), "again");
+  EXPECT_FALSE(exists(hostPath("gone.txt")));
+  EXPECT_FALSE(exists(root_ + "/installer/journal"));
+  EXPECT_EQ(emulated::findInstalledProduct(product(u"").productCode)->productName, u"Newer");
+}
+
+TEST_F(JournalTest, AJournalOfAKilledProcessIsRolledBack) {
+  // The child makes every change in a loop until killed at a random point, over and over.
+  for (int round = 0; round < 6; ++round) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+      for (;;) {
+        auto journal = run(kChanges.size());
+        journal->rollBack(nullptr);
+      }
+    }
+    ::usleep(2000 + round * 3000);
+    ::kill(child, SIGKILL);
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    emulated::installer::rollBackInterruptedOperations();
+    ASSERT_EQ(state(), before_) << "round " << round;
+  }
+  // A journal whose last entry lost its line end, and one that names no change.
+  auto journal = run(3);
+  const std::string folder = root_ + "/installer/journal";
+  journal.reset();
+  const std::string torn = "for f in " + folder + "/*/entries; do printf 'new\\t/x' >> $f; done; mkdir " + folder + "/e";
+  ASSERT_EQ(::system(torn.c_str()), 0);
+  emulated::installer::rollBackInterruptedOperations();
+  EXPECT_EQ(state(), before_);
+}
+
+}  // namespace
