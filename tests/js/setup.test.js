@@ -80,7 +80,7 @@ test('a receiver without methods: the error reaches uncaughtException, the next 
 });
 
 // About 5 seconds for the product package's installation.
-const SLOW = 'installTickDelayMs=250\n';
+const SLOW = 'installTickDelayMs=400\n';
 const ACTION = /^Action \d{1,2}:\d\d:\d\d: \w+\. /;
 
 test('an installation: progress about once a second, never back while forward, then completed once', () => {
@@ -93,10 +93,11 @@ test('an installation: progress about once a second, never back while forward, t
   assert.deepStrictEqual(completions(events), [['install', 0]]);
   assert.strictEqual(setupType, 4);
   assert.ok(progress.length >= 3 && progress.length <= elapsed / 1000 + 2, `${progress.length} in ${elapsed} ms`);
-  progress.forEach((e, i) => {
-    assert.match(e[3], ACTION);
-    if (i > 0 && e[4] && progress[i - 1][4]) assert.ok(e[2] >= progress[i - 1][2], JSON.stringify(progress));
-  });
+  // Forward, the bar only goes back once: from the full bar of the script's
+  // creation to the first ticks of its execution.
+  progress.forEach((e) => assert.match(e[3], ACTION));
+  const back = progress.filter((e, i) => i > 0 && e[4] && progress[i - 1][4] && e[2] < progress[i - 1][2]);
+  assert.ok(back.length <= 1, JSON.stringify(progress));
   assert.strictEqual(progress.at(-1)[2], 100);
 });
 
@@ -104,13 +105,20 @@ test('a cancelled installation leaves the machine as it was; the next one instal
   const { events } = runUi('product', `
     const info = query('msi_product_info');
     const install = receiver('install', () => events.push(['installed', info.getSetupType()]));
+    const fs = require('fs');
+    const file = (f) => require('path').join(process.env.INSTALLER_ORNEL_MACHINE, f);
+    // Every file of the machine with its content; the engine's lock aside.
+    const machine = () => fs.readdirSync(file(''), { recursive: true }).sort()
+      .filter((f) => fs.statSync(file(f)).isFile() && !/^kernel|\\.lock$/.test(f))
+      .map((f) => [f, fs.readFileSync(file(f), 'latin1')]);
+    const before = JSON.stringify(machine());
     let cancelled = false;
     setup.runSetupTask('', { ...receiver('cancelled', () => {
-      events.push(['after cancel', info.getSetupType()]);
+      events.push(['after cancel', info.getSetupType(), JSON.stringify(machine()) === before]);
       setup.runSetupTask('', install);
     }), progressChanged: () => { if (!cancelled) setup.cancelTask(); cancelled = true; } });`, { conf: SLOW });
   assert.deepStrictEqual(events.filter((e) => e[1] !== 'progress'),
-    [['cancelled', 'completed', 1602], ['after cancel', 1], ['install', 'completed', 0], ['installed', 4]]);
+    [['cancelled', 'completed', 1602], ['after cancel', 1, true], ['install', 'completed', 0], ['installed', 4]]);
 });
 
 test('uninstalling: the product goes, an unknown product gives 1605', () => {
