@@ -94,6 +94,7 @@ std::uint32_t MsiSetupManagerService::runUninstallProduct(const platform::wstrin
 std::uint32_t MsiSetupManagerService::getMsiLogFlags(std::int32_t& level) { return msi_wrapper::logModeForLevel(level); }
 
 std::uint32_t MsiSetupManagerService::initLog(const platform::wstring& path, std::int32_t& level) {
+  std::lock_guard<std::mutex> guard(settingsLock_);
   logPath_ = path;
   logLevel_ = level;
   return 0;
@@ -124,12 +125,17 @@ void MsiSetupManagerService::start(Receiver receiver, Operation operation) {
   }
   std::future<void> previous = std::move(operation_);
   try {
-    auto channel = node_interop::helpers::ScriptHost::current(v8::Isolate::GetCurrent()).channel();
-    operation_ = std::async(std::launch::async, [this, previous = std::move(previous), receiver = std::move(receiver),
-                                                 operation = std::move(operation), channel]() mutable {
+    Run run{std::move(receiver), std::move(operation), {}, 0,
+            node_interop::helpers::ScriptHost::current(v8::Isolate::GetCurrent()).channel()};
+    {
+      std::lock_guard<std::mutex> guard(settingsLock_);
+      run.logPath = logPath_;
+      run.logLevel = logLevel_;
+    }
+    operation_ = std::async(std::launch::async, [this, previous = std::move(previous), run = std::move(run)]() mutable {
       if (previous.valid()) previous.wait();
       previous = std::future<void>();
-      runTask(receiver, operation, *channel);
+      runTask(run);
     });
   } catch (...) {
     active_ = false;
@@ -154,36 +160,35 @@ void MsiSetupManagerService::refuse(Receiver receiver) {
  * own just before it, since jobs run in the order they were posted. A
  * failed host call ends the task without the trace line.
  */
-void MsiSetupManagerService::runTask(Receiver& receiver, const Operation& operation,
-                                     node_interop::helpers::HostChannel& channel) {
+void MsiSetupManagerService::runTask(Run& run) {
   std::uint32_t result;
   try {
-    result = runUnderManager(receiver, operation);
+    result = runUnderManager(run);
   } catch (const std::exception&) {
     result = ERROR_FUNCTION_FAILED;
   }
-  if (!channel.tryPost(node_interop::helpers::makeHostJob([this] { active_ = false; }))) active_ = false;
+  if (!run.channel->tryPost(node_interop::helpers::makeHostJob([this] { active_ = false; }))) active_ = false;
   try {
-    receiver->completed(result);
+    run.receiver->completed(result);
     INSTALLER_TRACE_SERVICE(700) << "Action result: " << result;
   } catch (const std::exception&) {
   }
-  receiver = Receiver();
+  run.receiver = Receiver();
 }
 
-std::uint32_t MsiSetupManagerService::runUnderManager(const Receiver& receiver, const Operation& operation) {
+std::uint32_t MsiSetupManagerService::runUnderManager(const Run& run) {
   progress_.clear();
-  std::unique_ptr<MsiSetupManagerInterface> manager = msi_wrapper::createMsiSetupManager(&onMessage, logPath_);
+  std::unique_ptr<MsiSetupManagerInterface> manager = msi_wrapper::createMsiSetupManager(&onMessage, run.logPath);
   if (!manager) return ERROR_INSTALL_ALREADY_RUNNING;
   {
     std::lock_guard<std::mutex> guard(stopLock_);
     stopped_ = false;
   }
   progress_.clearCancel();
-  std::future<void> poller = std::async(std::launch::async, [this, receiver] { progressPoller(receiver); });
+  std::future<void> poller = std::async(std::launch::async, [this, receiver = run.receiver] { progressPoller(receiver); });
   std::uint32_t result;
   try {
-    result = operation(*manager, logLevel_);
+    result = run.operation(*manager, run.logLevel);
   } catch (const std::exception&) {
     result = ERROR_FUNCTION_FAILED;
   }

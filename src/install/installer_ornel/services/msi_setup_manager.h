@@ -25,8 +25,8 @@
 // (operation thread) and the poller. stopLock_ and
 // stopCondition_ let the end of an operation wake the poller at once.
 // active_ is taken by the run methods and given back just before the
-// script's `completed` runs, both on the host thread. logPath_ and logLevel_ are
-// written by initLog on the host thread and read when an operation starts.
+// script's `completed` runs, both on the host thread. settingsLock_ guards
+// logPath_ and logLevel_, which initLog writes and a run method copies.
 //
 // One instance per process, created (after the package-ready wait) when the
 // script first queries the service, and kept in a never-freed slot: the
@@ -99,9 +99,19 @@ class MsiSetupManagerService {
  private:
   using Operation = std::function<std::uint32_t(const msi_wrapper::MsiSetupManagerInterface&, std::int32_t)>;
 
+  // One operation as its task gets it: the log settings are those in force
+  // when the run method was called.
+  struct Run {
+    Receiver receiver;
+    Operation operation;
+    platform::wstring logPath;
+    std::int32_t logLevel;
+    std::shared_ptr<node_interop::helpers::HostChannel> channel;
+  };
+
   void start(Receiver receiver, Operation operation);
-  void runTask(Receiver& receiver, const Operation& operation, node_interop::helpers::HostChannel& channel);
-  std::uint32_t runUnderManager(const Receiver& receiver, const Operation& operation);
+  void runTask(Run& run);
+  std::uint32_t runUnderManager(const Run& run);
   void progressPoller(Receiver receiver);
   void stopPoller();
   void sleepBetweenPolls();
@@ -112,6 +122,7 @@ class MsiSetupManagerService {
   const UninstallOperation uninstallOperation_ = &msi_wrapper::MsiSetupManagerInterface::runUninstall;
   std::chrono::milliseconds pollInterval_{1000};
   msi_wrapper::LatestProgress progress_;  // the latest progress and the cancellation
+  std::mutex settingsLock_;  // initLog may run on a pool thread (its asynchronous form)
   platform::wstring logPath_;
   std::int32_t logLevel_ = 2;
   std::atomic<bool> stopped_{true};
