@@ -16,6 +16,7 @@
 #include "platform/emulated/machine/unicode.h"
 #include "platform/emulated/msi_products.h"
 #include "platform/emulated/msi_ui.h"
+#include "platform/emulated/registry/registry_store.h"
 #include "session_support.h"
 
 namespace {
@@ -25,6 +26,7 @@ using emulated::utf8ToUtf16;
 
 constexpr const char16_t* kProduct = u"{5E1A7C3B-2D4F-4A68-9B0C-1D2E3F405161}";
 constexpr const char16_t* kUpgrade = u"{5E1A7C3B-2D4F-4A68-9B0C-1D2E3F405162}";
+constexpr const char16_t* kUninstallKey = u"HKLM\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
 
 // Every message, and the bar of the execution phase as the add-on's
 // decoder moves it: the total of its reset, the ticks reported after it,
@@ -69,6 +71,10 @@ class InstallOperationTest : public session_test::SessionTest {
  protected:
   void SetUp() override {
     SessionTest::SetUp();
+    // What every Windows has.
+    for (const char* folder : {"Program Files", "Windows", "Windows/Installer"}) ::mkdir(hostPath(folder).c_str(), 0755);
+    std::vector<emulated::registry::KeyPath> made;
+    emulated::registry::createKey(*emulated::registry::parseKeyPath(kUninstallKey), &made);
     MsiSetExternalUIW(handler, 0xFFFFFFFF, &watcher_);
   }
   void TearDown() override {
@@ -86,7 +92,7 @@ class InstallOperationTest : public session_test::SessionTest {
       if (!lock && name != "/machine.conf") (*tree)[name] = read(path);
       return;
     }
-    if (name.rfind("/drive_", 0) == 0) (*tree)[name + "/"] = "";
+    if (name.rfind("/drive_", 0) == 0 || name.rfind("/registry", 0) == 0) (*tree)[name + "/"] = "";
     DIR* dir = ::opendir(path.c_str());
     while (dirent* entry = dir ? ::readdir(dir) : nullptr) {
       const std::string child = entry->d_name;
@@ -101,12 +107,19 @@ class InstallOperationTest : public session_test::SessionTest {
     return tree;
   }
 
+  // The watcher starts afresh, keeping when to cancel.
+  void restart() {
+    Watcher fresh;
+    fresh.cancelAt = watcher_.cancelAt;
+    fresh.onFirstReport = watcher_.onFirstReport;
+    watcher_ = std::move(fresh);
+  }
   UINT install(const std::string& package = "engine", const char16_t* commandLine = u"") {
-    watcher_ = Watcher{{}, watcher_.cancelAt, watcher_.onFirstReport};
+    restart();
     return MsiInstallProductW(session_test::packagePath(package).c_str(), commandLine);
   }
   UINT remove(const char16_t* product = kProduct) {
-    watcher_ = Watcher{{}, watcher_.cancelAt, watcher_.onFirstReport};
+    restart();
     return MsiConfigureProductExW(product, INSTALLLEVEL_DEFAULT, INSTALLSTATE_ABSENT, u"");
   }
 
@@ -178,6 +191,7 @@ TEST_F(InstallOperationTest, InstallsRegistersAndRemovesLeavingNothing) {
   ASSERT_EQ(MsiEnumFeaturesW(kProduct, 1, feature, parent), ERROR_SUCCESS);
   EXPECT_EQ(utf16ToUtf8(feature) + "<" + utf16ToUtf8(parent), "Extras<Complete");
   EXPECT_EQ(MsiQueryFeatureStateW(kProduct, u"Extras"), INSTALLSTATE_LOCAL);
+  EXPECT_EQ(read(hostPath("Program Files/Engine Sample/blob.bin")), read(std::string(INSTALLER_FIXTURE_SOURCE_DIR) + "/files/blob.bin"));
   EXPECT_TRUE(exists(root_ + "/registry/HKEY_LOCAL_MACHINE/Software/Microsoft/Windows/CurrentVersion/Uninstall/" +
                      utf16ToUtf8(kProduct) + "/.values"));
 
@@ -215,7 +229,7 @@ TEST_F(InstallOperationTest, CancelAndFailureRollBackToTheSameMachine) {
     EXPECT_EQ(install(), c.expected);
     EXPECT_EQ(machine(), before);
     EXPECT_EQ(watcher_.sawBackwardReset, c.rollsBack);
-    if (*c.failAction) EXPECT_EQ(count(INSTALLMESSAGE_ERROR), 1u);
+    EXPECT_EQ(count(INSTALLMESSAGE_ERROR), *c.failAction ? 1u : 0u);
   }
   // Removal cancelled late: the product stays, whole.
   configure("failAction=\n");

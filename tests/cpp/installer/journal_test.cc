@@ -7,28 +7,16 @@
 #include <map>
 
 #include "../support/temp_machine.h"
+#include "root_snapshot.h"
 #include "platform/emulated/installer/install_journal.h"
 
 namespace {
 
 using emulated::installer::InstallJournal;
 using emulated::registry::KeyPath;
+using test_support::snapshot;
 
 // Every folder (as "name/") and file with its bytes under `path`.
-void snapshot(const std::string& path, const std::string& name, std::map<std::string, std::string>& out) {
-  DIR* dir = ::opendir(path.c_str());
-  if (dir == nullptr) {
-    std::ifstream in(path, std::ios::binary);
-    out[name] = std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    return;
-  }
-  out[name + "/"] = "";
-  while (dirent* entry = ::readdir(dir)) {
-    const std::string child = entry->d_name;
-    if (child != "." && child != "..") snapshot(path + "/" + child, name + "/" + child, out);
-  }
-  ::closedir(dir);
-}
 
 const KeyPath kKey{u"HKEY_LOCAL_MACHINE", {u"Software", u"Maker", u"Product"}};
 const KeyPath kOld{u"HKEY_LOCAL_MACHINE", {u"Software", u"Old"}};

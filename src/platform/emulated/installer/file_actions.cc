@@ -44,6 +44,7 @@ constexpr int kNoncompressed = 0x2000;
 constexpr int kCompressed = 0x4000;
 constexpr int kWordShortNames = 1;
 constexpr int kWordCompressed = 2;
+constexpr int kWordAdminImage = 4;
 
 // The system folders, above which an emptied folder is never removed.
 constexpr const char16_t* kSystemFolders[] = {
@@ -209,6 +210,7 @@ std::u16string uncompressedSource(const Session& session, const FileRow& file, i
 }
 
 bool compressed(const FileRow& file, int words) {
+  if (words & kWordAdminImage) return false;  // an administrative image holds every file uncompressed
   if (file.attributes & kCompressed) return true;
   if (file.attributes & kNoncompressed) return false;
   return (words & kWordCompressed) != 0;

@@ -241,14 +241,15 @@ void undoEntry(const std::string& folder, const Fields& entry) {
   }
 }
 
-// Drops a finished journal's folder, and the journals' folder once empty,
-// so a committed or rolled back operation leaves no folder behind.
+// Drops a finished journal's folder.
 void dropJournal(const std::string& folder) {
   // The entries first: a process killed here leaves backups that no entry
   // names, never entries whose backups are gone.
   ::unlink((folder + "/" + kEntriesFile).c_str());
   removeTree(folder);
-  ::rmdir(journalsFolder().c_str());
+  // Then the folders above it when nothing else is in them, so that an
+  // operation leaves no folder of its own behind on a fresh machine.
+  if (::rmdir(journalsFolder().c_str()) == 0) ::rmdir((machineRoot() + "/installer").c_str());
 }
 
 void undoJournal(const std::string& folder, const std::function<void()>& undone) {

@@ -192,7 +192,7 @@ UINT InstallOperation::run(Session& session) {
     const MSICONDITION holds = row.condition.empty() ? MSICONDITION_TRUE : evaluateCondition(row.condition, session);
     const bool generating = scripts_.count(&session) > 0;
     if (holds == MSICONDITION_ERROR) {
-      session.messages().verbose(u"Skipping action " + row.action + u": its condition is malformed.");
+      session.messages().verbose(u"Action " + row.action + u": its condition is malformed; the installation fails.");
       result = ERROR_INSTALL_FAILURE;
     } else if (holds == MSICONDITION_TRUE) {
       const size_t before = session.script() ? session.script()->actions().size() : 0;

@@ -11,7 +11,8 @@
 // - RegisterProduct: the package cached under C:\Windows\Installer, named
 //   as Windows names it (random hex digits, ".msi"), and the product's
 //   entry under HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall;
-//   on removal both go, with the folders and keys that were left empty;
+//   on removal both go (the cache folder and the Uninstall key stay, as
+//   Windows always has them);
 // - RegisterUser: USERNAME and COMPANYNAME as RegOwner and RegCompany;
 // - PublishFeatures / UnpublishFeatures: the features installed / removed,
 //   one ACTIONDATA each;
@@ -26,6 +27,7 @@
 #include <random>
 #include <system_error>
 
+#include "platform/emulated/installer/change_actions.h"
 #include "platform/emulated/installer/install_journal.h"
 #include "platform/emulated/installer/install_operation.h"
 #include "platform/emulated/installer/standard_actions.h"
@@ -37,8 +39,6 @@ namespace emulated::installer {
 
 namespace {
 
-// The fixed weight of one registration step, next to a file's bytes.
-constexpr long long kRegistrationTicks = 4096;
 constexpr const char16_t* kUninstallKey = u"HKLM\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\";
 constexpr const char16_t* kPackageCache = u"C:\\Windows\\Installer\\";
 
@@ -62,21 +62,19 @@ bool removingProduct(const Session& session) {
   return true;
 }
 
-// The script of the installation running this session, with `action`
-// begun in it; nullptr outside an installation.
-InstallScript* scriptFor(Session& session, std::u16string_view action) {
-  InstallScript* script = session.operation() != nullptr ? session.script() : nullptr;
-  if (script != nullptr) script->beginAction(action, u"");
-  return script;
+// The ACTIONDATA of one operation: the package's template for the action
+// (its ActionText row), else the documented one, with the record's fields.
+std::u16string actionData(const ChangeAction& action, const Session& session, std::u16string_view documented,
+                          const std::u16string& field1) {
+  const RecordFields fields{std::nullopt, field1};
+  std::u16string text = action.actionData(fields);
+  return text.empty() ? formatText(documented, session, fields) : text;
 }
 
-// "Error 1310. Error writing to file: PATH." (or the registry's "Error
-// 1401. Could not create key: KEY."), posted when a change cannot be made;
-// the change's code, or 1602 when the user cancels the message.
-UINT changeFailed(Session& session, std::u16string text, UINT code) {
-  text += u" System error " + utf8ToUtf16(std::to_string(code)) + u".";
-  const UINT answer = session.messages().post(INSTALLMESSAGE_ERROR | MB_OK, text).resultCode();
-  return answer != ERROR_SUCCESS ? answer : code;
+// A change that could not be made: "Error N. text" (the package's Error
+// table message N when it has one, with `path` as its field 1).
+UINT changeFailed(Session& session, int number, const std::u16string& text, const std::u16string& path) {
+  return operationError(session, number, text, RecordFields{std::nullopt, path});
 }
 
 std::string parentFolder(const std::string& path) { return path.substr(0, path.find_last_of('/')); }
@@ -95,29 +93,22 @@ std::u16string newCachedPackageName() {
 
 UINT cachePackage(Session& session, InstallJournal& journal, const std::string& source, const std::u16string& cached) {
   const std::string target = toHostPath(cached);
-  if (UINT code = journal.createFolder(parentFolder(target)))
-    return changeFailed(session, u"Error 1310. Error writing to file: " + cached + u".", code);
+  if (journal.createFolder(parentFolder(target)) != ERROR_SUCCESS)
+    return changeFailed(session, 1310, u"Error writing to file: " + cached + u".", cached);
   const std::string staged = journal.stagingPath();
   std::error_code error;
   std::filesystem::copy_file(source, staged, std::filesystem::copy_options::overwrite_existing, error);
   const UINT code = error ? ERROR_WRITE_FAULT : journal.placeFile(target, staged);
-  if (code != ERROR_SUCCESS) return changeFailed(session, u"Error 1310. Error writing to file: " + cached + u".", code);
-  return ERROR_SUCCESS;
+  return code == ERROR_SUCCESS ? code : changeFailed(session, 1310, u"Error writing to file: " + cached + u".", cached);
 }
 
-// Removes the file, then each folder above it that this left empty, up to
-// the drive.
+// The cache folder stays, as on every Windows.
 UINT uncachePackage(Session& session, InstallJournal& journal, const std::u16string& cached) {
-  std::string path = toHostPath(cached);
+  const std::string path = toHostPath(cached);
   struct stat st;
   if (::stat(path.c_str(), &st) != 0) return ERROR_SUCCESS;
-  if (UINT code = journal.removeFile(path))
-    return changeFailed(session, u"Error 1321. The file " + cached + u" could not be removed.", code);
-  const std::string drive = machineRoot() + "/drive_c";
-  for (path = parentFolder(path); path.size() > drive.size(); path = parentFolder(path)) {
-    std::error_code error;
-    if (!std::filesystem::is_empty(path, error) || error || journal.removeFolder(path) != ERROR_SUCCESS) break;
-  }
+  if (journal.removeFile(path) != ERROR_SUCCESS)
+    return changeFailed(session, 1321, u"The file " + cached + u" could not be removed.", cached);
   return ERROR_SUCCESS;
 }
 
@@ -161,28 +152,23 @@ std::vector<registry::RegistryValue> uninstallValues(const Session& session) {
 UINT writeValues(Session& session, InstallJournal& journal, const registry::KeyPath& key,
                  const std::vector<registry::RegistryValue>& values) {
   for (const registry::RegistryValue& value : values) {
-    if (UINT code = journal.setValue(key, value))
-      return changeFailed(session, u"Error 1406. Could not write value " + value.name + u" to the product's key.", code);
+    if (journal.setValue(key, value) != ERROR_SUCCESS)
+      return changeFailed(session, 1406, u"Could not write value " + value.name + u" to the product's key.", value.name);
   }
   return ERROR_SUCCESS;
 }
 
-// Deletes the key's values and the key, then each key above that this
-// left empty.
-UINT deleteKeyTree(Session& session, InstallJournal& journal, registry::KeyPath key) {
+// Deletes the key's values, then the key; the Uninstall key above it stays,
+// as on every Windows.
+UINT deleteKeyTree(Session& session, InstallJournal& journal, const registry::KeyPath& key) {
   std::vector<registry::RegistryValue> values;
   if (registry::keyValues(key, &values) != ERROR_SUCCESS) return ERROR_SUCCESS;  // not there
   for (const registry::RegistryValue& value : values) {
-    if (UINT code = journal.deleteValue(key, value.name))
-      return changeFailed(session, u"Error 1403. Could not delete value " + value.name + u".", code);
+    if (journal.deleteValue(key, value.name) != ERROR_SUCCESS)
+      return changeFailed(session, 1403, u"Could not delete value " + value.name + u".", value.name);
   }
-  for (; !key.names.empty(); key.names.pop_back()) {
-    std::vector<std::u16string> subkeys;
-    values.clear();
-    if (registry::subkeyNames(key, &subkeys) != ERROR_SUCCESS || !subkeys.empty()) break;
-    if (registry::keyValues(key, &values) != ERROR_SUCCESS || !values.empty()) break;
-    if (journal.deleteKey(key) != ERROR_SUCCESS) break;
-  }
+  if (journal.deleteKey(key) != ERROR_SUCCESS)
+    return changeFailed(session, 1402, u"Could not delete the product's key.", u"");
   return ERROR_SUCCESS;
 }
 
@@ -212,48 +198,65 @@ InstalledProduct productRecord(const Session& session, const std::u16string& cac
   return product;
 }
 
-void addOperation(InstallScript& script, std::u16string actionData, long long ticks,
-                  std::function<UINT(Session&, InstallJournal&)> run) {
-  script.add(ScriptOperation{std::move(actionData), ticks, std::move(run)});
-}
-
 long long fileSize(const std::string& path) {
   struct stat st;
   return ::stat(path.c_str(), &st) == 0 ? static_cast<long long>(st.st_size) : 0;
 }
 
-void registerProduct(Session& session, InstallScript& script) {
+void registerProduct(Session& session, const ChangeAction& action) {
   std::u16string& cached = session.operation()->cachedPackage(session);
   const auto installed = findInstalledProduct(session.property(u"ProductCode"));
   cached = installed ? installed->localPackage : newCachedPackageName();
-  const std::u16string name = session.property(u"ProductName");
+  const std::u16string data = actionData(action, session, u"[1]", session.property(u"ProductName"));
   if (!installed) {
     const std::string source = toHostPath(session.packagePath());
-    addOperation(script, name, std::max(fileSize(source), kRegistrationTicks),
-                 [source, cached](Session& s, InstallJournal& j) { return cachePackage(s, j, source, cached); });
+    action.add(data, std::max(fileSize(source), kOperationTicks),
+               [source, cached](Session& s, InstallJournal& j) { return cachePackage(s, j, source, cached); });
   }
   const registry::KeyPath key = uninstallKey(session);
   const auto values = uninstallValues(session);
-  addOperation(script, name, kRegistrationTicks,
-               [key, values](Session& s, InstallJournal& j) { return writeValues(s, j, key, values); });
+  action.add(data, kOperationTicks, [key, values](Session& s, InstallJournal& j) { return writeValues(s, j, key, values); });
 }
 
-void unregisterProduct(Session& session, InstallScript& script) {
+void unregisterProduct(Session& session, const ChangeAction& action) {
   const auto installed = findInstalledProduct(session.property(u"ProductCode"));
   if (!installed) return;
   const registry::KeyPath key = uninstallKey(session);
   const std::u16string cached = installed->localPackage;
-  addOperation(script, installed->productName, kRegistrationTicks,
-               [key](Session& s, InstallJournal& j) { return deleteKeyTree(s, j, key); });
-  addOperation(script, installed->productName, kRegistrationTicks,
-               [cached](Session& s, InstallJournal& j) { return uncachePackage(s, j, cached); });
+  const std::u16string data = actionData(action, session, u"[1]", installed->productName);
+  action.add(data, kOperationTicks, [key](Session& s, InstallJournal& j) { return deleteKeyTree(s, j, key); });
+  action.add(data, kOperationTicks, [cached](Session& s, InstallJournal& j) { return uncachePackage(s, j, cached); });
 }
 
 // One operation per feature that `wanted` picks, its ACTIONDATA "Feature: NAME".
-void featureOperations(Session& session, InstallScript& script, bool (*wanted)(const FeatureRow&)) {
+void featureOperations(Session& session, std::u16string_view name, bool (*wanted)(const FeatureRow&)) {
+  const ChangeAction action(session, name);
+  if (action.script() == nullptr) return;
   for (const FeatureRow& feature : session.features()) {
-    if (wanted(feature)) addOperation(script, u"Feature: " + feature.key, kRegistrationTicks / 4, nullptr);
+    if (wanted(feature)) action.add(actionData(action, session, u"Feature: [1]", feature.key), kOperationTicks / 4, nullptr);
   }
+}
+
+void storeProduct(Session& session, const ChangeAction& action) {
+  std::u16string cached = session.operation()->cachedPackage(session);
+  if (cached.empty()) {  // RegisterProduct did not run: the product's own record, or none
+    const auto installed = findInstalledProduct(session.property(u"ProductCode"));
+    if (installed) cached = installed->localPackage;
+  }
+  const InstalledProduct product = productRecord(session, cached);
+  action.add(u"", kOperationTicks, [product](Session& s, InstallJournal& j) {
+    if (j.saveProduct(product) == ERROR_SUCCESS) return UINT{ERROR_SUCCESS};
+    return changeFailed(s, 1402, u"Could not register the product " + product.productCode + u".", product.productCode);
+  });
+}
+
+void unstoreProduct(Session& session, const ChangeAction& action) {
+  const std::u16string code = session.property(u"ProductCode");
+  if (!wasInstalled(session)) return;
+  action.add(u"", kOperationTicks, [code](Session& s, InstallJournal& j) {
+    if (j.removeProduct(code) == ERROR_SUCCESS) return UINT{ERROR_SUCCESS};
+    return changeFailed(s, 1402, u"Could not unregister the product " + code + u".", code);
+  });
 }
 
 }  // namespace
@@ -269,79 +272,62 @@ UINT installFinalize(Session& session) {
 }
 
 UINT processComponents(Session& session) {
-  InstallScript* script = scriptFor(session, u"ProcessComponents");
-  if (script == nullptr) return ERROR_SUCCESS;
+  const ChangeAction action(session, u"ProcessComponents");
+  if (action.script() == nullptr) return ERROR_SUCCESS;
   for (const ComponentRow& component : session.components()) {
     if (component.action != INSTALLSTATE_UNKNOWN)
-      addOperation(*script, u"Component: " + component.componentId, kRegistrationTicks / 4, nullptr);
+      action.add(actionData(action, session, u"Component: [1]", component.componentId), kOperationTicks / 4, nullptr);
   }
   return ERROR_SUCCESS;
 }
 
 UINT registerProductAction(Session& session) {
-  InstallScript* script = scriptFor(session, u"RegisterProduct");
-  if (script == nullptr) return ERROR_SUCCESS;
+  const ChangeAction action(session, u"RegisterProduct");
+  if (action.script() == nullptr || session.operation() == nullptr) return ERROR_SUCCESS;
   if (removingProduct(session)) {
-    unregisterProduct(session, *script);
+    unregisterProduct(session, action);
   } else {
-    registerProduct(session, *script);
+    registerProduct(session, action);
   }
   return ERROR_SUCCESS;
 }
 
 UINT registerUser(Session& session) {
-  InstallScript* script = scriptFor(session, u"RegisterUser");
-  if (script == nullptr || removingProduct(session)) return ERROR_SUCCESS;
+  const ChangeAction action(session, u"RegisterUser");
+  if (action.script() == nullptr || removingProduct(session)) return ERROR_SUCCESS;
   std::vector<registry::RegistryValue> values;
-  if (!session.property(u"USERNAME").empty()) values.push_back(textValue(u"RegOwner", session.property(u"USERNAME")));
-  if (!session.property(u"COMPANYNAME").empty())
-    values.push_back(textValue(u"RegCompany", session.property(u"COMPANYNAME")));
+  const std::u16string user = session.property(u"USERNAME"), company = session.property(u"COMPANYNAME");
+  if (!user.empty()) values.push_back(textValue(u"RegOwner", user));
+  if (!company.empty()) values.push_back(textValue(u"RegCompany", company));
   if (values.empty()) return ERROR_SUCCESS;
   const registry::KeyPath key = uninstallKey(session);
-  addOperation(*script, session.property(u"USERNAME"), kRegistrationTicks,
-               [key, values](Session& s, InstallJournal& j) { return writeValues(s, j, key, values); });
+  action.add(actionData(action, session, u"[1]", user), kOperationTicks,
+             [key, values](Session& s, InstallJournal& j) { return writeValues(s, j, key, values); });
   return ERROR_SUCCESS;
 }
 
 UINT publishFeatures(Session& session) {
-  InstallScript* script = scriptFor(session, u"PublishFeatures");
-  if (script == nullptr || removingProduct(session)) return ERROR_SUCCESS;
-  featureOperations(session, *script, [](const FeatureRow& f) { return present(finalState(f.installed, f.action)); });
+  if (removingProduct(session)) return ERROR_SUCCESS;
+  featureOperations(session, u"PublishFeatures",
+                    [](const FeatureRow& f) { return present(finalState(f.installed, f.action)); });
   return ERROR_SUCCESS;
 }
 
 UINT unpublishFeatures(Session& session) {
-  InstallScript* script = scriptFor(session, u"UnpublishFeatures");
-  if (script == nullptr) return ERROR_SUCCESS;
-  featureOperations(session, *script, [](const FeatureRow& f) {
+  featureOperations(session, u"UnpublishFeatures", [](const FeatureRow& f) {
     return present(f.installed) && !present(finalState(f.installed, f.action));
   });
   return ERROR_SUCCESS;
 }
 
 UINT publishProduct(Session& session) {
-  InstallScript* script = scriptFor(session, u"PublishProduct");
-  if (script == nullptr) return ERROR_SUCCESS;
-  const std::u16string code = session.property(u"ProductCode");
+  const ChangeAction action(session, u"PublishProduct");
+  if (action.script() == nullptr || session.operation() == nullptr) return ERROR_SUCCESS;
   if (removingProduct(session)) {
-    if (wasInstalled(session))
-      addOperation(*script, u"", kRegistrationTicks, [code](Session& s, InstallJournal& j) {
-        const UINT result = j.removeProduct(code);
-        return result == ERROR_SUCCESS ? result : changeFailed(s, u"Error 1402. Could not unregister " + code + u".", result);
-      });
-    return ERROR_SUCCESS;
+    unstoreProduct(session, action);
+  } else {
+    storeProduct(session, action);
   }
-  std::u16string cached = session.operation()->cachedPackage(session);
-  if (cached.empty()) {  // RegisterProduct did not run: the product's own record, or none
-    const auto installed = findInstalledProduct(code);
-    if (installed) cached = installed->localPackage;
-  }
-  const InstalledProduct product = productRecord(session, cached);
-  addOperation(*script, u"", kRegistrationTicks, [product](Session& s, InstallJournal& j) {
-    const UINT result = j.saveProduct(product);
-    return result == ERROR_SUCCESS ? result
-                                   : changeFailed(s, u"Error 1402. Could not register " + product.productCode + u".", result);
-  });
   return ERROR_SUCCESS;
 }
 

@@ -25,6 +25,7 @@
 #include "platform/emulated/installer/standard_actions.h"
 #include "platform/emulated/machine/unicode.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace emulated::installer {
@@ -183,13 +184,13 @@ UINT deleteTree(InstallJournal& journal, const KeyPath& key) {
 // Deletes the key when it has neither values nor subkeys, then its parents
 // likewise; keys directly under a hive stay.
 void deleteIfEmpty(InstallJournal& journal, KeyPath key) {
-  while (key.names.size() > 1 && registry::keyExists(key)) {
+  for (; key.names.size() > 1; key.names.pop_back()) {
+    if (!registry::keyExists(key)) continue;  // gone already: its parent may be empty now
     std::vector<std::u16string> names;
     std::vector<RegistryValue> values;
     if (registry::subkeyNames(key, &names) != ERROR_SUCCESS || !names.empty()) return;
     if (registry::keyValues(key, &values) != ERROR_SUCCESS || !values.empty()) return;
     if (journal.deleteKey(key) != ERROR_SUCCESS) return;
-    key.names.pop_back();
   }
 }
 
@@ -197,6 +198,24 @@ UINT deleteValue(InstallJournal& journal, const KeyPath& key, const std::u16stri
   RegistryValue existing;
   if (!registry::keyExists(key) || registry::queryValue(key, name, &existing) != ERROR_SUCCESS) return ERROR_SUCCESS;
   return journal.deleteValue(key, name);
+}
+
+// Takes back what a row wrote: the value, or the strings it added to a
+// list that was there, the list going when nothing is left of it.
+UINT takeBack(InstallJournal& journal, const KeyPath& key, const ValueToWrite& written) {
+  RegistryValue existing;
+  const bool added = written.list == ListMode::Append || written.list == ListMode::Prepend;
+  if (!added || !registry::keyExists(key) || registry::queryValue(key, written.value.name, &existing) != ERROR_SUCCESS ||
+      existing.type != REG_MULTI_SZ) {
+    return deleteValue(journal, key, written.value.name);
+  }
+  std::vector<std::u16string> kept;
+  for (const std::u16string& text : listStrings(existing.data)) {
+    if (std::find(written.strings.begin(), written.strings.end(), text) == written.strings.end()) kept.push_back(text);
+  }
+  if (kept.empty()) return journal.deleteValue(key, written.value.name);
+  existing.data = listBytes(kept);
+  return journal.setValue(key, existing);
 }
 
 struct RegistryRow {
@@ -256,11 +275,12 @@ UINT removeRegistryValues(Session& session) {
   for (const RegistryRow& row : rows(session, kRegistrySql, true)) {
     if (!removesComponent(session, row.component) || (!row.value && row.name == u"+")) continue;
     const KeyPath key = row.key;
-    const std::u16string name = row.name;
-    const bool wholeKey = !row.value && (name == u"-" || name == u"*");
-    action.add(action.actionData({std::nullopt, keyText(key), wholeKey ? u"" : name}), kOperationTicks,
-               [key, name, wholeKey](Session&, InstallJournal& journal) {
-                 const UINT code = wholeKey ? deleteTree(journal, key) : deleteValue(journal, key, name);
+    const bool wholeKey = !row.value && (row.name == u"-" || row.name == u"*");
+    ValueToWrite written = parseValue(row.value.value_or(u""));
+    written.value.name = row.name;
+    action.add(action.actionData({std::nullopt, keyText(key), wholeKey ? u"" : row.name}), kOperationTicks,
+               [key, written, wholeKey](Session&, InstallJournal& journal) {
+                 const UINT code = wholeKey ? deleteTree(journal, key) : takeBack(journal, key, written);
                  if (code == ERROR_SUCCESS) deleteIfEmpty(journal, key);
                  return code;
                });
