@@ -64,7 +64,10 @@ class MsiSetupManager final : public MsiSetupManagerInterface {
   MsiSetupManager(InstallMessageCallback callback, platform::wstring logPath, platform::wstring packagePath,
                   MessageTap tap)
       : messageCallback_(callback), packagePath_(std::move(packagePath)), logPath_(std::move(logPath)), tap_(tap) {}
-  ~MsiSetupManager() override { currentManager = nullptr; }
+  ~MsiSetupManager() override {
+    MsiSetupManager* self = this;  // one that never became the manager leaves the pointer alone
+    currentManager.compare_exchange_strong(self, nullptr);
+  }
   MsiSetupManager(const MsiSetupManager&) = delete;
   MsiSetupManager& operator=(const MsiSetupManager&) = delete;
 
@@ -259,10 +262,7 @@ std::unique_ptr<MsiSetupManagerInterface> createMsiSetupManager(InstallMessageCa
                                                                 const platform::wstring& packagePath, MessageTap tap) {
   auto manager = std::make_unique<MsiSetupManager>(callback, logPath, packagePath, tap);
   MsiSetupManager* none = nullptr;
-  if (!currentManager.compare_exchange_strong(none, manager.get())) {
-    manager.release();  // never registered: its destructor must not clear the pointer
-    return nullptr;
-  }
+  if (!currentManager.compare_exchange_strong(none, manager.get())) return nullptr;
   return manager;
 }
 

@@ -123,6 +123,9 @@ void MsiSetupManagerService::start(Receiver receiver, Operation operation) {
     refuse(std::move(receiver));
     return;
   }
+  // Cleared here rather than in the task, so that a Cancel pressed right
+  // after the run began is not lost.
+  progress_.clearCancel();
   std::future<void> previous = std::move(operation_);
   try {
     Run run{std::move(receiver), std::move(operation), {}, 0,
@@ -184,7 +187,6 @@ std::uint32_t MsiSetupManagerService::runUnderManager(const Run& run) {
     std::lock_guard<std::mutex> guard(stopLock_);
     stopped_ = false;
   }
-  progress_.clearCancel();
   std::future<void> poller = std::async(std::launch::async, [this, receiver = run.receiver] { progressPoller(receiver); });
   std::uint32_t result;
   try {
