@@ -2,8 +2,7 @@
 //
 // A progress message carries up to four fields as text: for each its
 // number, a colon, a blank, the value and a blank ("1: 0 2: 1520 3: 0 4: 1 ").
-// The reader reads Windows Installer's text through a view and never
-// writes into it.
+// The reader never writes into Windows Installer's text.
 #include "install/msi/install_progress.h"
 
 #include "install/msi/msi_strings.h"
@@ -20,6 +19,8 @@ std::int32_t clamp(std::int32_t value, std::int32_t low, std::int32_t high) {
   if (value > high) return high;
   return value;
 }
+
+constexpr WCHAR kBlank = WIDE_TEXT(' ');
 
 bool isDigit(WCHAR c) { return c >= WIDE_TEXT('0') && c <= WIDE_TEXT('9'); }
 
@@ -40,6 +41,7 @@ std::int32_t InstallProgressState::accept(UINT messageType, const WCHAR* text) {
     case INSTALLMESSAGE_ACTIONSTART:
       actionDataIncrements_ = false;
       actionText_ = text;
+      ++actionGeneration_;
       return kHandled;
     case INSTALLMESSAGE_ACTIONDATA:
       if (totalTicks_ != 0 && actionDataIncrements_) position_ = clamp(position_ + step_, rangeMin_, rangeMax_);
@@ -92,23 +94,22 @@ void InstallProgressState::reset() {
  * of the text.
  */
 bool InstallProgressState::readFields(const WCHAR* text) {
-  const std::basic_string_view<WCHAR> view(text);
-  const size_t length = view.size();
-  if (length == 0) return false;
-  size_t cursor = 0;
-  while (cursor < length) {
-    const size_t value = cursor + 3;
-    if (value >= length) return false;
-    const WCHAR field = view[cursor];
+  if (*text == 0) return false;
+  const WCHAR* cursor = text;
+  while (*cursor != 0) {
+    const WCHAR field = cursor[0];
+    if (cursor[1] == 0 || cursor[2] == 0 || cursor[3] == 0) return false;
+    const WCHAR* value = cursor + 3;
     if (field == WIDE_TEXT('1')) {
-      if (!isDigit(view[value])) return false;
-      field1_ = view[value] - WIDE_TEXT('0');
+      if (!isDigit(*value)) return false;
+      field1_ = *value - WIDE_TEXT('0');
+      if (value[1] == 0) return true;
       cursor = value + 2;
       continue;
     }
-    // The value text ends at the next blank.
-    const size_t blank = view.find(WIDE_TEXT(' '), value);
-    const std::int32_t number = runtimeDecimal(view.substr(value, blank - value));
+    const WCHAR* end = value;  // the value text ends at the next blank
+    while (*end != 0 && *end != kBlank) ++end;
+    const std::int32_t number = runtimeDecimal(std::basic_string_view<WCHAR>(value, static_cast<size_t>(end - value)));
     if (field == WIDE_TEXT('2')) {
       field2_ = number;
       if (field1_ == 2 || field1_ == 3) return true;
@@ -121,8 +122,8 @@ bool InstallProgressState::readFields(const WCHAR* text) {
     } else {
       return false;
     }
-    if (blank == std::basic_string_view<WCHAR>::npos) return true;
-    cursor = blank + 1;
+    if (*end == 0) return true;
+    cursor = end + 1;
   }
   return true;
 }

@@ -51,6 +51,8 @@ class InstallProgressState {
   std::int32_t accept(UINT messageType, const WCHAR* text);
 
   const platform::wstring& actionText() const { return actionText_; }
+  // Changes whenever actionText does, so that a copy is made only then.
+  std::uint32_t actionGeneration() const { return actionGeneration_; }
   bool forward() const { return forward_; }
   // (position - min) * 100 / range, truncated; 0 while the range is empty.
   std::int32_t percentage() const;
@@ -66,6 +68,7 @@ class InstallProgressState {
   std::int32_t step_ = 0;
   std::int32_t position_ = 0;
   platform::wstring actionText_;
+  std::uint32_t actionGeneration_ = 0;
   std::int32_t field1_ = 0, field2_ = 0, field3_ = 0, field4_ = 0;
   std::int32_t totalTicks_ = 0;
   std::int32_t reportedTicks_ = 0;

@@ -88,7 +88,8 @@ class MsiSetupManager final : public MsiSetupManagerInterface {
   MessageTap tap_;
   // The operation's thread only (the handler runs there).
   mutable InstallProgressState progressState_;
-  mutable InstallMessage message_;  // reused, so that its text keeps its room
+  mutable InstallMessage message_;  // reused: its action is copied only when it changed
+  mutable std::uint32_t messageGeneration_ = 0;
 };
 
 /*
@@ -97,6 +98,8 @@ class MsiSetupManager final : public MsiSetupManagerInterface {
  */
 void MsiSetupManager::open(std::int32_t logLevel) const {
   progressState_ = InstallProgressState();
+  message_.action.clear();
+  messageGeneration_ = progressState_.actionGeneration();
   if (logPath_.empty()) {
     (void)MsiEnableLogW(0, nullptr, 0);
   } else {
@@ -169,7 +172,10 @@ INT MsiSetupManager::handle(UINT messageType, LPCWSTR text) const {
     default:
       return 0;
   }
-  message.action = progressState_.actionText();
+  if (messageGeneration_ != progressState_.actionGeneration()) {
+    message.action = progressState_.actionText();
+    messageGeneration_ = progressState_.actionGeneration();
+  }
   return messageCallback_(message);
 }
 
