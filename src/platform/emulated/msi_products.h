@@ -52,9 +52,13 @@ extern "C" {
 UINT MsiInstallProductW(LPCWSTR szPackagePath, LPCWSTR szCommandLine);
 
 // Installs or removes an installed product from its cached package:
-// INSTALLSTATE_ABSENT removes it. ERROR_UNKNOWN_PRODUCT, and
-// ERROR_INVALID_PARAMETER for a malformed product code; the other results
-// as MsiInstallProductW's.
+// INSTALLSTATE_ABSENT removes it (REMOVE=ALL), LOCAL and SOURCE put every
+// feature there (ADDLOCAL=ALL, ADDSOURCE=ALL), DEFAULT reconfigures with
+// the command line and iInstallLevel. ERROR_UNKNOWN_PRODUCT,
+// ERROR_INVALID_PARAMETER for a malformed product code or state,
+// ERROR_CALL_NOT_IMPLEMENTED for ADVERTISED (the machine does not
+// advertise), ERROR_INSTALL_SOURCE_ABSENT when the cached package is gone;
+// the other results as MsiInstallProductW's.
 UINT MsiConfigureProductExW(LPCWSTR szProduct, int iInstallLevel, INSTALLSTATE eInstallState, LPCWSTR szCommandLine);
 
 

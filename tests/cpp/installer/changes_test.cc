@@ -40,7 +40,8 @@ class Changes : public test_support::TempMachineTest {
  protected:
   void SetUp() override {
     TempMachineTest::SetUp();
-    for (const char* folder : {"Pkg", "Pkg/Ornel", "Pkg/Ornel/Changes", "Program Files"}) ::mkdir(hostPath(folder).c_str(), 0755);
+    for (const char* folder : {"Pkg", "Pkg/Ornel", "Pkg/Ornel/Changes", "Program Files"})
+      ::mkdir(hostPath(folder).c_str(), 0755);
     const std::string package = read(std::string(MSI_FIXTURE_DIR) + "/changes.msi");
     std::ofstream(hostPath("Pkg/changes.msi"), std::ios::binary) << package;
     std::ofstream(hostPath("Pkg/Ornel/Changes/d.txt")) << "uncompressed d";
@@ -172,7 +173,8 @@ TEST_F(Changes, InstallRollBackCommitAndRemove) {
   EXPECT_EQ(value(kOld, u"Stale"), "<none>");
   EXPECT_TRUE(emulated::registry::keyExists({u"HKEY_LOCAL_MACHINE", {u"Software", u"Ornel", u"Changes", u"Empty"}}));
 
-  // Removed: the files, folders, shortcut and the package's own keys go.
+  // Removed: the files (and the logs the RemoveFile table names), folders, shortcut and the package's own keys go.
+  std::ofstream(hostPath(app + "run.LOG")) << "written by the product";
   ASSERT_EQ(run({std::begin(kRemove), std::end(kRemove)}, INSTALLSTATE_ABSENT, true), 0u);
   EXPECT_FALSE(exists(hostPath("Program Files/Ornel")));
   EXPECT_FALSE(exists(hostPath("ProgramData/Microsoft/Windows/Start Menu/Programs/Ornel Changes")));
@@ -196,8 +198,9 @@ TEST_F(Changes, DamagedCabinetsAreRefusedOrReadSafely) {
   std::string problem;
   ASSERT_TRUE(checkCabinet(good, &problem)) << problem;
   const auto patched = [&](size_t at, std::string bytes) { return std::string(good).replace(at, bytes.size(), bytes); };
-  for (const std::string& bytes : {std::string(), good.substr(0, 40), good.substr(0, good.size() - 1), patched(0, "MSCE"),
-                                   patched(26, std::string(2, '\0')), patched(30, "\x02"), patched(8, "\xff\xff\xff\x7f")}) {
+  for (const std::string& bytes : {std::string(), good.substr(0, 40), good.substr(0, good.size() - 1),
+                                   patched(0, "MSCE"), patched(26, std::string(2, '\0')), patched(30, "\x02"),
+                                   patched(8, "\xff\xff\xff\x7f")}) {
     EXPECT_FALSE(checkCabinet(bytes, &problem));
   }
   // Whatever passes the check, libgcab reads without harm.

@@ -6,9 +6,13 @@
 #include <dirent.h>
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <cstdio>
+#include <functional>
 #include <map>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "platform/emulated/installer/command_line.h"
@@ -72,7 +76,8 @@ class InstallOperationTest : public session_test::SessionTest {
   void SetUp() override {
     SessionTest::SetUp();
     // What every Windows has.
-    for (const char* folder : {"Program Files", "Windows", "Windows/Installer"}) ::mkdir(hostPath(folder).c_str(), 0755);
+    for (const char* folder : {"Program Files", "Windows", "Windows/Installer"})
+      ::mkdir(hostPath(folder).c_str(), 0755);
     std::vector<emulated::registry::KeyPath> made;
     emulated::registry::createKey(*emulated::registry::parseKeyPath(kUninstallKey), &made);
     MsiSetExternalUIW(handler, 0xFFFFFFFF, &watcher_);
@@ -191,7 +196,8 @@ TEST_F(InstallOperationTest, InstallsRegistersAndRemovesLeavingNothing) {
   ASSERT_EQ(MsiEnumFeaturesW(kProduct, 1, feature, parent), ERROR_SUCCESS);
   EXPECT_EQ(utf16ToUtf8(feature) + "<" + utf16ToUtf8(parent), "Extras<Complete");
   EXPECT_EQ(MsiQueryFeatureStateW(kProduct, u"Extras"), INSTALLSTATE_LOCAL);
-  EXPECT_EQ(read(hostPath("Program Files/Engine Sample/blob.bin")), read(std::string(INSTALLER_FIXTURE_SOURCE_DIR) + "/files/blob.bin"));
+  EXPECT_EQ(read(hostPath("Program Files/Engine Sample/blob.bin")),
+            read(std::string(INSTALLER_FIXTURE_SOURCE_DIR) + "/files/blob.bin"));
   EXPECT_TRUE(exists(root_ + "/registry/HKEY_LOCAL_MACHINE/Software/Microsoft/Windows/CurrentVersion/Uninstall/" +
                      utf16ToUtf8(kProduct) + "/.values"));
 
@@ -206,7 +212,8 @@ TEST_F(InstallOperationTest, CancelAndFailureRollBackToTheSameMachine) {
   ASSERT_EQ(install(), ERROR_SUCCESS);
   const size_t messages = watcher_.messages.size();
   size_t lastData = 0;  // the last ACTIONDATA: changes were made by then
-  for (size_t i = 0; i < messages; ++i) lastData = watcher_.messages[i].first == INSTALLMESSAGE_ACTIONDATA ? i : lastData;
+  for (size_t i = 0; i < messages; ++i)
+    lastData = watcher_.messages[i].first == INSTALLMESSAGE_ACTIONDATA ? i : lastData;
   ASSERT_EQ(remove(), ERROR_SUCCESS);
   // Cancels before the script, in its generation, at its last ACTIONDATA,
   // at the last message; failures of an action that runs at once and of

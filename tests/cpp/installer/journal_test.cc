@@ -45,7 +45,8 @@ const std::vector<std::pair<const char*, Change>> kChanges = {
     {"new value", [](InstallJournal& j, const std::string&) {
        return j.setValue(kKey, {u"Version", REG_SZ, std::string("1\0\0\0", 4)});
      }},
-    {"changed value", [](InstallJournal& j, const std::string&) { return j.setValue(kOld, {u"A", REG_DWORD, "zzzz"}); }},
+    {"changed value",
+     [](InstallJournal& j, const std::string&) { return j.setValue(kOld, {u"A", REG_DWORD, "zzzz"}); }},
     {"removed value", [](InstallJournal& j, const std::string&) { return j.deleteValue(kOld, u"A"); }},
     {"removed key", [](InstallJournal& j, const std::string&) {
        return j.deleteKey({u"HKEY_LOCAL_MACHINE", {u"Software", u"Old", u"Leaf"}});
@@ -85,7 +86,8 @@ class JournalTest : public test_support::TempMachineTest {
     UINT code = 1;
     std::unique_ptr<InstallJournal> journal = InstallJournal::begin(&code);
     EXPECT_EQ(code, ERROR_SUCCESS);
-    for (size_t i = 0; i < count; ++i) EXPECT_EQ(kChanges[i].second(*journal, root_ + "/drive_c"), 0u) << kChanges[i].first;
+    for (size_t i = 0; i < count; ++i)
+      EXPECT_EQ(kChanges[i].second(*journal, root_ + "/drive_c"), 0u) << kChanges[i].first;
     return journal;
   }
 
@@ -133,7 +135,8 @@ TEST_F(JournalTest, AJournalOfAKilledProcessIsRolledBack) {
   auto journal = run(3);
   const std::string folder = root_ + "/installer/journal";
   journal.reset();
-  const std::string torn = "for f in " + folder + "/*/entries; do printf 'new\\t/x' >> $f; done; mkdir " + folder + "/e";
+  const std::string torn =
+      "for f in " + folder + "/*/entries; do printf 'new\\t/x' >> $f; done; mkdir " + folder + "/e";
   ASSERT_EQ(::system(torn.c_str()), 0);
   emulated::installer::rollBackInterruptedOperations();
   EXPECT_EQ(state(), before_);

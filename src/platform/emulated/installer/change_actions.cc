@@ -84,7 +84,8 @@ UINT operationError(Session& session, int number, const std::u16string& text, co
   std::u16string message = text;
   const auto rows = session.tables().select("SELECT `Error`, `Message` FROM `Error`");
   for (const TableRow& row : rows ? *rows : std::vector<TableRow>{}) {
-    if (fieldNumber(row, 0, -1) == number && !fieldText(row, 1).empty()) message = formatText(fieldText(row, 1), session, fields);
+    if (fieldNumber(row, 0, -1) != number || fieldText(row, 1).empty()) continue;
+    message = formatText(fieldText(row, 1), session, fields);
   }
   const std::u16string posted = u"Error " + utf8ToUtf16(std::to_string(number)) + u". " + message;
   if (UINT code = session.messages().post(INSTALLMESSAGE_ERROR | MB_OK, posted).resultCode()) return code;

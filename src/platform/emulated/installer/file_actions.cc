@@ -57,6 +57,47 @@ constexpr const char16_t* kSystemFolders[] = {
 
 std::string hostPath(std::u16string_view windowsPath) { return toHostPath(windowsPath); }
 
+std::string asciiLower(std::string text) {
+  for (char& c : text) {
+    if (c >= 'A' && c <= 'Z') c = char(c - 'A' + 'a');
+  }
+  return text;
+}
+
+// Host paths of many files, each folder listed once. toHostPath matches a
+// name that does not exist yet against every entry of its folder, which
+// for a thousand new files in one folder would read it a thousand times.
+class HostPaths {
+ public:
+  std::string of(std::u16string_view windowsPath) {
+    const size_t slash = windowsPath.rfind(u'\\');
+    if (slash == std::u16string_view::npos) return hostPath(windowsPath);
+    auto [folder, fresh] = folders_.try_emplace(std::u16string(windowsPath.substr(0, slash + 1)));
+    if (fresh) folder->second = list(hostPath(folder->first));
+    const std::string name = utf16ToUtf8(windowsPath.substr(slash + 1));
+    const auto match = folder->second.names.find(asciiLower(name));
+    return folder->second.host + "/" + (match == folder->second.names.end() ? name : match->second);
+  }
+
+ private:
+  struct Folder {
+    std::string host;
+    std::map<std::string, std::string> names;  // by their lower case
+  };
+
+  static Folder list(std::string host) {
+    while (host.size() > 1 && host.back() == '/') host.pop_back();
+    Folder folder{host, {}};
+    if (DIR* dir = ::opendir(host.c_str())) {
+      while (dirent* entry = ::readdir(dir)) folder.names.emplace(asciiLower(entry->d_name), entry->d_name);
+      ::closedir(dir);
+    }
+    return folder;
+  }
+
+  std::map<std::u16string, Folder> folders_;
+};
+
 std::u16string fileName(std::u16string_view path) {
   const size_t slash = path.rfind(u'\\');
   return std::u16string(slash == std::u16string_view::npos ? path : path.substr(slash + 1));
@@ -122,12 +163,12 @@ struct CabinetStage {
 // What one file's operation needs, copied out of the session.
 struct FileCopy {
   std::u16string key;
-  std::u16string target;     // Windows path
-  FileVersionFacts facts;    // the file's, or its companion parent's
+  std::u16string target;         // Windows path
+  FileVersionFacts facts;        // the file's, or its companion parent's
   std::u16string versionTarget;  // the file the versions are compared with
   std::shared_ptr<CabinetStage> cabinet;
-  std::u16string source;     // an uncompressed file's Windows path
-  std::time_t sourceDate = 0;
+  std::u16string source;         // an uncompressed file's Windows path
+  std::string hostTarget, hostVersionTarget, hostSource;
 
   UINT run(Session& session, InstallJournal& journal) const;
   UINT stage(Session& session, InstallJournal& journal, std::string* staged) const;
@@ -138,17 +179,17 @@ UINT FileCopy::stage(Session& session, InstallJournal& journal, std::string* sta
     if (UINT code = cabinet->ensure(session, journal)) return code;
     const CabinetMember& member = cabinet->wanted.at(utf16ToUtf8(key));
     if (!member.extracted) {
-      return operationError(session, 1334, u"The file '" + key + u"' cannot be installed because the file cannot "
-                                            u"be found in cabinet file '" + cabinet->cabinet + u"'. This could indicate a "
-                                            u"network error, an error reading from the CD-ROM, or a problem with "
-                                            u"this package.");
+      return operationError(session, 1334,
+                            u"The file '" + key + u"' cannot be installed because the file cannot be found in cabinet "
+                            u"file '" + cabinet->cabinet + u"'. This could indicate a network error, an error reading "
+                            u"from the CD-ROM, or a problem with this package.");
     }
     *staged = member.stagedPath;
     struct timespec times[2] = {{member.modified, 0}, {member.modified, 0}};
     ::utimensat(AT_FDCWD, staged->c_str(), times, 0);
     return ERROR_SUCCESS;
   }
-  std::ifstream in(hostPath(source), std::ios::binary);
+  std::ifstream in(hostSource, std::ios::binary);
   if (!in) return operationError(session, 1308, u"Source file not found: " + source + u".  Verify that the file "
                                                  u"exists and that you can access it.");
   *staged = journal.stagingPath();
@@ -156,7 +197,7 @@ UINT FileCopy::stage(Session& session, InstallJournal& journal, std::string* sta
   out << in.rdbuf();
   out.close();
   struct stat st;
-  if (!out || ::stat(hostPath(source).c_str(), &st) != 0) {
+  if (!out || ::stat(hostSource.c_str(), &st) != 0) {
     return operationError(session, 1310, u"Error writing to file: " + target + u".  Verify that you have access "
                                          u"to that directory.");
   }
@@ -168,8 +209,8 @@ UINT FileCopy::stage(Session& session, InstallJournal& journal, std::string* sta
 UINT FileCopy::run(Session& session, InstallJournal& journal) const {
   std::u16string mode = session.property(u"REINSTALLMODE");
   if (mode.empty()) mode = u"omus";
-  const ExistingFile existing = inspectExistingFile(hostPath(versionTarget));
-  const ExistingFile& compared = versionTarget == target ? existing : inspectExistingFile(hostPath(target));
+  const ExistingFile existing = inspectExistingFile(hostVersionTarget);
+  const ExistingFile& compared = versionTarget == target ? existing : inspectExistingFile(hostTarget);
   if (compared.exists && !replacesExistingFile(facts, existing, mode, session.property(u"ProductLanguage"))) {
     session.messages().verbose(u"File: " + target + u";\tWon't Overwrite;\tExisting file is kept by the file "
                                                     u"versioning rules");
@@ -177,16 +218,16 @@ UINT FileCopy::run(Session& session, InstallJournal& journal) const {
   }
   std::string staged;
   if (UINT code = stage(session, journal, &staged)) return code;
-  const std::string host = hostPath(target);
-  UINT code = journal.createFolder(host.substr(0, host.rfind('/')));
-  if (code == ERROR_SUCCESS) code = journal.placeFile(host, staged);
+  UINT code = journal.createFolder(hostTarget.substr(0, hostTarget.rfind('/')));
+  if (code == ERROR_SUCCESS) code = journal.placeFile(hostTarget, staged);
   if (code == ERROR_SUCCESS) return code;
   return operationError(session, 1310, u"Error writing to file: " + target + u".  Verify that you have access to "
                                        u"that directory.");
 }
 
 // The version facts of a file row, or of its companion parent.
-FileCopy describeFile(const Session& session, const FileRow& file, const std::map<std::u16string, size_t>& byKey) {
+FileCopy describeFile(const Session& session, const FileRow& file, const std::map<std::u16string, size_t>& byKey,
+                      HostPaths& paths) {
   FileCopy copy;
   copy.key = file.key;
   copy.target = file.targetPath;
@@ -198,13 +239,27 @@ FileCopy describeFile(const Session& session, const FileRow& file, const std::ma
     copy.facts = {companion.version, companion.language};
     copy.versionTarget = companion.targetPath;
   }
+  copy.hostTarget = paths.of(copy.target);
+  copy.hostVersionTarget = paths.of(copy.versionTarget);
   return copy;
+}
+
+// A directory's folder in the source tree; with short names (the word
+// count's bit 1) each folder below the root goes by its short source name.
+std::u16string sourceFolder(const Session& session, std::u16string_view key, bool shortNames, int depth = 0) {
+  const DirectoryRow* row = session.findDirectory(key);
+  if (row == nullptr) return windowsFolderOf(session.packagePath());
+  const bool root = row->parent.empty() || row->parent == row->key;
+  if (!shortNames || root || depth > 256) return row->sourcePath;
+  const std::u16string name = defaultDirName(row->defaultDir, true, true);
+  const std::u16string parent = sourceFolder(session, row->parent, true, depth + 1);
+  return name.empty() ? parent : parent + name + u"\\";
 }
 
 std::u16string uncompressedSource(const Session& session, const FileRow& file, int words) {
   const ComponentRow* component = session.findComponent(file.component);
-  const DirectoryRow* directory = component ? session.findDirectory(component->directory) : nullptr;
-  const std::u16string folder = directory ? directory->sourcePath : windowsFolderOf(session.packagePath());
+  const std::u16string folder = component ? sourceFolder(session, component->directory, words & kWordShortNames)
+                                          : windowsFolderOf(session.packagePath());
   const std::u16string name = (words & kWordShortNames) ? file.shortName : file.longName;
   return folder + (name.empty() ? file.longName : name);
 }
@@ -343,13 +398,16 @@ UINT installFiles(Session& session) {
   for (size_t i = 0; i < session.files().size(); ++i) byKey.emplace(session.files()[i].key, i);
   std::vector<const FileRow*> files;
   for (const FileRow& file : session.files()) {
-    if (installsComponent(session, file.component)) files.push_back(&file);
+    if (installsComponent(session, file.component) && !file.targetPath.empty()) files.push_back(&file);
   }
-  std::stable_sort(files.begin(), files.end(), [](const FileRow* a, const FileRow* b) { return a->sequence < b->sequence; });
+  std::stable_sort(files.begin(), files.end(),
+                   [](const FileRow* a, const FileRow* b) { return a->sequence < b->sequence; });
   std::map<std::u16string, std::shared_ptr<CabinetStage>> cabinets;
+  HostPaths paths;
   for (const FileRow* file : files) {
-    auto copy = std::make_shared<FileCopy>(describeFile(session, *file, byKey));
-    const auto disk = std::find_if(media.begin(), media.end(), [&](const Media& m) { return m.lastSequence >= file->sequence; });
+    auto copy = std::make_shared<FileCopy>(describeFile(session, *file, byKey, paths));
+    const auto disk =
+        std::find_if(media.begin(), media.end(), [&](const Media& m) { return m.lastSequence >= file->sequence; });
     if (compressed(*file, words) && disk != media.end() && !disk->cabinet.empty()) {
       auto& stage = cabinets[disk->cabinet];
       if (!stage) stage = std::make_shared<CabinetStage>(CabinetStage{disk->cabinet, {}, false, ERROR_SUCCESS});
@@ -357,6 +415,7 @@ UINT installFiles(Session& session) {
       copy->cabinet = stage;
     } else {
       copy->source = uncompressedSource(session, *file, words);
+      copy->hostSource = paths.of(copy->source);
     }
     RecordFields fields(10);
     fields[1] = fileName(file->targetPath);
@@ -371,12 +430,13 @@ UINT installFiles(Session& session) {
 UINT removeFiles(Session& session) {
   const ChangeAction action(session, u"RemoveFiles");
   if (action.script() == nullptr) return ERROR_SUCCESS;
+  HostPaths paths;
   for (const FileRow& file : session.files()) {
-    if (!removesComponent(session, file.component)) continue;
+    if (!removesComponent(session, file.component) || file.targetPath.empty()) continue;
     RecordFields fields(10);
     fields[1] = fileName(file.targetPath);
     fields[9] = windowsFolderOf(file.targetPath);
-    const std::string host = hostPath(file.targetPath);
+    const std::string host = paths.of(file.targetPath);
     action.add(action.actionData(fields), kOperationTicks, [host](Session&, InstallJournal& journal) {
       struct stat st;
       return ::lstat(host.c_str(), &st) == 0 && !S_ISDIR(st.st_mode) ? journal.removeFile(host) : UINT(ERROR_SUCCESS);

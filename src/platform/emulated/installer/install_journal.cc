@@ -241,15 +241,20 @@ void undoEntry(const std::string& folder, const Fields& entry) {
   }
 }
 
+// The journals' folder and the installer folder above it, when nothing
+// else is in them: an operation leaves no folder of its own behind on a
+// fresh machine.
+void dropEmptyParents() {
+  if (::rmdir(journalsFolder().c_str()) == 0) ::rmdir((machineRoot() + "/installer").c_str());
+}
+
 // Drops a finished journal's folder.
 void dropJournal(const std::string& folder) {
   // The entries first: a process killed here leaves backups that no entry
   // names, never entries whose backups are gone.
   ::unlink((folder + "/" + kEntriesFile).c_str());
   removeTree(folder);
-  // Then the folders above it when nothing else is in them, so that an
-  // operation leaves no folder of its own behind on a fresh machine.
-  if (::rmdir(journalsFolder().c_str()) == 0) ::rmdir((machineRoot() + "/installer").c_str());
+  dropEmptyParents();
 }
 
 void undoJournal(const std::string& folder, const std::function<void()>& undone) {
@@ -267,9 +272,9 @@ std::string newJournalName() {
   timespec now{};
   ::clock_gettime(CLOCK_REALTIME, &now);
   char name[64];
-  std::snprintf(name, sizeof name, "%016llx-%d-%u",
-                static_cast<unsigned long long>(now.tv_sec) * 1000000000ULL + static_cast<unsigned long long>(now.tv_nsec),
-                static_cast<int>(::getpid()), counter++);
+  const unsigned long long nanoseconds =
+      static_cast<unsigned long long>(now.tv_sec) * 1000000000ULL + static_cast<unsigned long long>(now.tv_nsec);
+  std::snprintf(name, sizeof name, "%016llx-%d-%u", nanoseconds, static_cast<int>(::getpid()), counter++);
   return name;
 }
 
@@ -368,15 +373,18 @@ std::string InstallJournal::stagingPath() { return state_->folder + "/" + state_
 UINT InstallJournal::placeFile(const std::string& target, const std::string& staged) {
   const std::string field = escapeLineText(utf8ToUtf16(target));
   if (isFolder(target)) return ERROR_ACCESS_DENIED;
-  if (exists(target)) {
-    // Aside first, then the new file: undone, the backup goes back.
-    const std::string backup = state_->newFileName("backup");
-    if (UINT code = state_->append({"moved", field, backup})) return code;
-    if (UINT code = moveFile(target, state_->folder + "/" + backup)) return code;
-  } else if (UINT code = state_->append({"new", field})) {
-    return code;
+  if (!exists(target)) {
+    if (UINT code = state_->append({"new", field})) return code;
+    return moveFile(staged, target);
   }
-  return moveFile(staged, target);
+  // Aside first, then the new file: undone, the backup goes back; a new
+  // file that cannot be placed puts it back at once.
+  const std::string backup = state_->folder + "/" + state_->newFileName("backup");
+  if (UINT code = state_->append({"moved", field, backup.substr(state_->folder.size() + 1)})) return code;
+  if (UINT code = moveFile(target, backup)) return code;
+  const UINT code = moveFile(staged, target);
+  if (code != ERROR_SUCCESS) moveFile(backup, target);
+  return code;
 }
 
 UINT InstallJournal::writeFile(const std::string& target, std::string_view bytes) {
@@ -480,6 +488,8 @@ void rollBackInterruptedOperations() {
   // The newest first, as each journal undoes its own entries.
   std::sort(names.rbegin(), names.rend());
   for (const std::string& name : names) undoJournal(parent + "/" + name, nullptr);
+  // A process killed between making the journals' folder and its own.
+  dropEmptyParents();
 }
 
 }  // namespace emulated::installer

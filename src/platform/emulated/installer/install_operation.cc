@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "platform/emulated/installer/actions.h"
+#include "platform/emulated/installer/change_actions.h"
 #include "platform/emulated/installer/condition_evaluator.h"
 #include "platform/emulated/installer/install_journal.h"
 #include "platform/emulated/installer/session.h"
@@ -162,6 +163,7 @@ UINT runLocked(std::u16string_view packagePath, const PropertySettings& properti
   UINT code = ERROR_SUCCESS;
   std::shared_ptr<Session> session = Session::open(packagePath, sessionUiLevel(), code);
   if (!session) return packageMissing != ERROR_SUCCESS ? packageMissing : code;
+  session->setProperty(u"ACTION", u"INSTALL");  // the top-level action, unless the command line names another
   applyProperties(*session, properties);
   const UINT result = otherVersionInstalled(*session) ? ERROR_PRODUCT_VERSION : runJournaled(*session);
   session->endOperation(result);
@@ -197,7 +199,8 @@ UINT InstallOperation::run(Session& session) {
     } else if (holds == MSICONDITION_TRUE) {
       const size_t before = session.script() ? session.script()->actions().size() : 0;
       result = operationResult(doAction(session, row.action));
-      if (result == ERROR_SUCCESS && row.action == settings_.failAction && !wroteOperations(session, before, row.action))
+      if (result == ERROR_SUCCESS && row.action == settings_.failAction &&
+          !wroteOperations(session, before, row.action))
         result = failScenarioAction(session, row.action);
     }
     // The generation phase's bar: one tick per row written into the script.
@@ -239,10 +242,9 @@ UINT InstallOperation::removeRelatedProduct(Session& upgrading, std::u16string_v
   std::shared_ptr<Session> session =
       Session::open(product->localPackage, sessionUiLevel(), code, &upgrading.messages());
   if (!session) {
-    std::u16string text = u"Error 1612. The installation source for the product " + product->productCode;
-    text += u" is not available: its cached package " + product->localPackage + u" cannot be opened.";
-    const UINT answer = upgrading.messages().post(INSTALLMESSAGE_ERROR | MB_OK, text).resultCode();
-    return answer != ERROR_SUCCESS ? answer : ERROR_INSTALL_FAILURE;
+    return operationError(upgrading, 1612,
+                          u"The installation source for this product is not available: its cached package " +
+                              product->localPackage + u" cannot be opened.");
   }
   session->setProperty(u"REMOVE", u"ALL");
   session->setProperty(u"UPGRADINGPRODUCTCODE", upgrading.property(u"ProductCode"));

@@ -145,7 +145,8 @@ std::vector<registry::RegistryValue> uninstallValues(const Session& session) {
           textValue(u"InstallSource", source),
           textValue(u"UninstallString", u"MsiExec.exe /X" + code),
           textValue(u"ModifyPath", u"MsiExec.exe /I" + code),
-          numberValue(u"Language", static_cast<DWORD>(std::atoi(utf16ToUtf8(session.property(u"ProductLanguage")).c_str()))),
+          numberValue(u"Language",
+                      static_cast<DWORD>(std::atoi(utf16ToUtf8(session.property(u"ProductLanguage")).c_str()))),
           numberValue(u"WindowsInstaller", 1)};
 }
 
@@ -153,7 +154,8 @@ UINT writeValues(Session& session, InstallJournal& journal, const registry::KeyP
                  const std::vector<registry::RegistryValue>& values) {
   for (const registry::RegistryValue& value : values) {
     if (journal.setValue(key, value) != ERROR_SUCCESS)
-      return changeFailed(session, 1406, u"Could not write value " + value.name + u" to the product's key.", value.name);
+      return changeFailed(session, 1406, u"Could not write value " + value.name + u" to the product's key.",
+                          value.name);
   }
   return ERROR_SUCCESS;
 }
@@ -206,16 +208,18 @@ long long fileSize(const std::string& path) {
 void registerProduct(Session& session, const ChangeAction& action) {
   std::u16string& cached = session.operation()->cachedPackage(session);
   const auto installed = findInstalledProduct(session.property(u"ProductCode"));
-  cached = installed ? installed->localPackage : newCachedPackageName();
+  cached = installed && !installed->localPackage.empty() ? installed->localPackage : newCachedPackageName();
   const std::u16string data = actionData(action, session, u"[1]", session.property(u"ProductName"));
-  if (!installed) {
+  struct stat st;
+  if (::stat(toHostPath(cached).c_str(), &st) != 0) {  // a first installation, or a cache that was lost
     const std::string source = toHostPath(session.packagePath());
     action.add(data, std::max(fileSize(source), kOperationTicks),
                [source, cached](Session& s, InstallJournal& j) { return cachePackage(s, j, source, cached); });
   }
   const registry::KeyPath key = uninstallKey(session);
   const auto values = uninstallValues(session);
-  action.add(data, kOperationTicks, [key, values](Session& s, InstallJournal& j) { return writeValues(s, j, key, values); });
+  action.add(data, kOperationTicks,
+             [key, values](Session& s, InstallJournal& j) { return writeValues(s, j, key, values); });
 }
 
 void unregisterProduct(Session& session, const ChangeAction& action) {
@@ -233,7 +237,8 @@ void featureOperations(Session& session, std::u16string_view name, bool (*wanted
   const ChangeAction action(session, name);
   if (action.script() == nullptr) return;
   for (const FeatureRow& feature : session.features()) {
-    if (wanted(feature)) action.add(actionData(action, session, u"Feature: [1]", feature.key), kOperationTicks / 4, nullptr);
+    if (wanted(feature))
+      action.add(actionData(action, session, u"Feature: [1]", feature.key), kOperationTicks / 4, nullptr);
   }
 }
 

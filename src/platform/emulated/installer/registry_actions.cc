@@ -205,8 +205,10 @@ UINT deleteValue(InstallJournal& journal, const KeyPath& key, const std::u16stri
 UINT takeBack(InstallJournal& journal, const KeyPath& key, const ValueToWrite& written) {
   RegistryValue existing;
   const bool added = written.list == ListMode::Append || written.list == ListMode::Prepend;
-  if (!added || !registry::keyExists(key) || registry::queryValue(key, written.value.name, &existing) != ERROR_SUCCESS ||
-      existing.type != REG_MULTI_SZ) {
+  const bool list = registry::keyExists(key) &&
+                    registry::queryValue(key, written.value.name, &existing) == ERROR_SUCCESS &&
+                    existing.type == REG_MULTI_SZ;
+  if (!added || !list) {
     return deleteValue(journal, key, written.value.name);
   }
   std::vector<std::u16string> kept;
@@ -241,7 +243,8 @@ std::vector<RegistryRow> rows(const Session& session, const char* sql, bool with
 }
 
 constexpr char kRegistrySql[] = "SELECT `Registry`, `Root`, `Key`, `Name`, `Value`, `Component_` FROM `Registry`";
-constexpr char kRemoveRegistrySql[] = "SELECT `RemoveRegistry`, `Root`, `Key`, `Name`, `Component_` FROM `RemoveRegistry`";
+constexpr char kRemoveRegistrySql[] =
+    "SELECT `RemoveRegistry`, `Root`, `Key`, `Name`, `Component_` FROM `RemoveRegistry`";
 
 bool installs(const Session& session, const std::u16string& component) {
   return installsComponent(session, component) || installsFromSource(session, component);
@@ -263,7 +266,9 @@ UINT writeRegistryValues(Session& session) {
     }
     ValueToWrite value = parseValue(*row.value);
     value.value.name = row.name;
-    action.add(action.actionData({std::nullopt, keyText(key), row.name, *row.value}), kOperationTicks,
+    std::u16string shown = *row.value;  // a list shows its separators as the table writes them
+    for (size_t at; (at = shown.find(u'\0')) != std::u16string::npos;) shown.replace(at, 1, u"[~]");
+    action.add(action.actionData({std::nullopt, keyText(key), row.name, shown}), kOperationTicks,
                [key, value](Session& s, InstallJournal& journal) { return writeValue(s, journal, key, value); });
   }
   return ERROR_SUCCESS;
