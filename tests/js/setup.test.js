@@ -38,9 +38,12 @@ test('the pre-installation task reports its result; a launch condition sees the 
   const { events } = runUi('licence', `
     setup.runPreinstallTask('', receiver('without', () =>
       setup.runPreinstallTask('AGREETOEULA=1 INSTALLDIR="C:\\\\Apps\\\\My App"', receiver('with'))));
-    try { setup.runPreinstallTask('A=1 B=', receiver('bad')); } catch (e) { events.push(['bad', 'threw', e.message]); }`);
+    for (const call of [() => setup.runPreinstallTask('A=1 B=', receiver('bad')), () => setup.runUninstallProduct(5, 6)]) {
+      try { call(); } catch (e) { events.push(['bad', 'threw', e.message]); }
+    }`);
   assert.deepStrictEqual(completions(events), [['without', 1603], ['with', 0]]);
-  assert.deepStrictEqual(events.filter((e) => e[0] === 'bad'), [['bad', 'threw', 'invalid string position']]);
+  assert.deepStrictEqual(events.filter((e) => e[0] === 'bad'),
+    [['bad', 'threw', 'invalid string position'], ['bad', 'threw', 'Index is out of range']]);
 });
 
 test('one operation at a time: a second run gets 1618, a run started in completed runs', () => {

@@ -42,11 +42,21 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <tuple>
 #include <vector>
 
 #include "install/installer_ornel/interop_helpers/binder.h"
 #include "install/installer_ornel/interop_helpers/script_progress_callback.h"
 #include "install/msi/msi_setup_manager.h"
+
+namespace node_interop::helpers {
+
+// runUninstallProduct reads its receiver first, then the command line, then
+// the product code: a call with too few arguments fails on the count.
+template <>
+struct ConvertsLastFirst<std::tuple<platform::wstring, platform::wstring, ProgressReceiver>> : std::true_type {};
+
+}  // namespace node_interop::helpers
 
 namespace installer {
 
