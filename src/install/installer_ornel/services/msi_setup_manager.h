@@ -15,22 +15,26 @@
 // Windows Installer for its whole length.
 //
 // One operation at a time. A run method called while one is running (from
-// the script's point of view: until its `completed` is sent) gets
+// the script's point of view: until its `completed` runs) gets
 // completed(1618) on its own receiver and disturbs nothing. One called
 // from inside `completed` starts normally: its task first waits for the
 // reporting task to let go of its setup manager, so the host thread never
 // blocks on a task.
 //
 // Locking. progress_ has its own lock between the message callback
-// (operation thread) and the poller. stopLock_ and
-// stopCondition_ let the end of an operation wake the poller at once.
+// (operation thread) and the poller. stopLock_ and stopCondition_ let the
+// end of an operation wake the poller at once.
 // active_ is taken by the run methods and given back just before the
 // script's `completed` runs, both on the host thread. settingsLock_ guards
 // logPath_ and logLevel_, which initLog writes and a run method copies.
 //
 // One instance per process, created (after the package-ready wait) when the
 // script first queries the service, and kept in a never-freed slot: the
-// message callback reaches it from a task that may still run at exit.
+// message callback reaches it from a task that may still run at exit. So
+// exit never waits for an installation (the engine takes a half-done one
+// back at its next operation); the destructor, which stops the poller and
+// waits for the last operation, runs only once releaseInstance() and the
+// script object have let the instance go.
 #pragma once
 
 #include <atomic>
