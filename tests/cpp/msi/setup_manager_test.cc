@@ -105,6 +105,31 @@ TEST(SetupManager, LogModesAndTheSingleInstance) {
   EXPECT_EQ(installUiHandler(nullptr, INSTALLMESSAGE_PROGRESS, u"1: 2 2: 5 "), 0);  // none exists
 }
 
+std::vector<InstallMessage> received;
+std::int32_t keep(const InstallMessage& message) {
+  received.push_back(message);
+  return 7;
+}
+
+TEST(SetupManager, TheHandlerHandsOnErrorsWarningsAndProgress) {
+  auto manager = createMsiSetupManager(keep, u"", u"x.msi", {});
+  const std::pair<UINT, const char16_t*> messages[] = {
+      {INSTALLMESSAGE_ACTIONSTART, u"Action 1:02:03: A. "}, {INSTALLMESSAGE_ERROR | MB_ICONERROR, u"e"},
+      {INSTALLMESSAGE_WARNING, u"w"}, {INSTALLMESSAGE_PROGRESS, u"1: 0 2: 4 3: 1 4: 0 "},
+      {INSTALLMESSAGE_INFO, u"i"}, {INSTALLMESSAGE_PROGRESS, nullptr}};
+  std::vector<int> answers;
+  for (const auto& [type, text] : messages) answers.push_back(installUiHandler(nullptr, type, text));
+  EXPECT_EQ(answers, (std::vector<int>{0, 7, 7, 7, 0, 0}));
+  ASSERT_EQ(received.size(), 3u);
+  EXPECT_EQ(received[0].kind, InstallMessageKind::error);
+  EXPECT_EQ(received[1].kind, InstallMessageKind::warning);
+  EXPECT_FALSE(received[1].progress.has_value());
+  EXPECT_EQ(received[2].kind, InstallMessageKind::progress);
+  EXPECT_EQ(received[2].progress, 100);  // a backward bar starts full
+  EXPECT_FALSE(received[2].forward);
+  for (const InstallMessage& message : received) EXPECT_EQ(message.action, u"Action 1:02:03: A. ");
+}
+
 class Counted final : public installer::ProgressCallbackBase {
  public:
   std::int32_t progressChanged(const installer::ProgressInfo&) override { return 0; }
