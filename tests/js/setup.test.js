@@ -50,10 +50,11 @@ test('one operation at a time: a second run gets 1618, a run started in complete
   const { events } = runUi('product', `
     const run = (tag, then) => events.push(['returned', setup.runPreinstallTask('', receiver(tag, then))]);
     run('first', () => { run('next'); run('refused too'); });
-    run('refused');`);
+    run('refused');
+    setTimeout(() => setup.runPreinstallTask('', receiver('in the background'), (r) => events.push(['returned', r])), 500);`);
   assert.deepStrictEqual(completions(events).sort(),
-    [['first', 0], ['next', 0], ['refused too', 1618], ['refused', 1618]]);
-  assert.deepStrictEqual(events.filter((e) => e[0] === 'returned'), Array(4).fill(['returned', 0]));
+    [['first', 0], ['in the background', 0], ['next', 0], ['refused too', 1618], ['refused', 1618]]);
+  assert.deepStrictEqual(events.filter((e) => e[0] === 'returned'), Array(5).fill(['returned', 0]));
 });
 
 test('log flags, and the Windows Installer log that initLog chooses', () => {

@@ -57,6 +57,7 @@ MsiSetupManagerService::MsiSetupManagerService() = default;
 // Waits for the last operation: its tasks use this object without holding it.
 MsiSetupManagerService::~MsiSetupManagerService() {
   stopPoller();
+  std::lock_guard<std::mutex> operationGuard(operationLock_);
   if (operation_.valid()) operation_.wait();
   INSTALLER_TRACE_SERVICE(700) << "~MsiSetupManager";
 }
@@ -112,10 +113,10 @@ std::int32_t MsiSetupManagerService::onMessage(const InstallMessage& message) {
 }
 
 /*
- * Host thread. The new task takes over the previous task's future and waits
- * for it first, so a run started from inside `completed` begins once the
- * reporting task has let go of its setup manager, and the host thread never
- * waits for a task here.
+ * Host thread, or a pool thread in the asynchronous form. The new task
+ * takes over the previous task's future and waits for it first, so a run
+ * started from inside `completed` begins once the reporting task has let go
+ * of its setup manager, and the caller never waits for a task here.
  */
 void MsiSetupManagerService::start(Receiver receiver, Operation operation) {
   bool idle = false;
@@ -126,10 +127,12 @@ void MsiSetupManagerService::start(Receiver receiver, Operation operation) {
   // Cleared here rather than in the task, so that a Cancel pressed right
   // after the run began is not lost.
   progress_.clearCancel();
+  std::lock_guard<std::mutex> operationGuard(operationLock_);
   std::future<void> previous = std::move(operation_);
   try {
-    Run run{std::move(receiver), std::move(operation), {}, 0,
-            node_interop::helpers::ScriptHost::current(v8::Isolate::GetCurrent()).channel()};
+    // The binding made the receiver, and with it the host.
+    node_interop::helpers::ScriptHost* host = node_interop::helpers::ScriptHost::existing();
+    Run run{std::move(receiver), std::move(operation), {}, 0, host ? host->channel() : nullptr};
     {
       std::lock_guard<std::mutex> guard(settingsLock_);
       run.logPath = logPath_;
@@ -170,7 +173,9 @@ void MsiSetupManagerService::runTask(Run& run) {
   } catch (const std::exception&) {
     result = ERROR_FUNCTION_FAILED;
   }
-  if (!run.channel->tryPost(node_interop::helpers::makeHostJob([this] { active_ = false; }))) active_ = false;
+  if (!run.channel || !run.channel->tryPost(node_interop::helpers::makeHostJob([this] { active_ = false; }))) {
+    active_ = false;
+  }
   try {
     run.receiver->completed(result);
     INSTALLER_TRACE_SERVICE(700) << "Action result: " << result;

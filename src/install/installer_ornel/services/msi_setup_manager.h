@@ -24,8 +24,9 @@
 // Locking. progress_ has its own lock between the message callback
 // (operation thread) and the poller. stopLock_ and stopCondition_ let the
 // end of an operation wake the poller at once.
-// active_ is taken by the run methods and given back just before the
-// script's `completed` runs, both on the host thread. settingsLock_ guards
+// active_ is taken by the run methods and given back on the host thread
+// just before the script's `completed` runs. operationLock_ guards
+// operation_, since a run method may run on a pool thread too. settingsLock_ guards
 // logPath_ and logLevel_, which initLog writes and a run method copies.
 //
 // One instance per process, created (after the package-ready wait) when the
@@ -140,7 +141,8 @@ class MsiSetupManagerService {
   platform::wstring logPath_;
   std::int32_t logLevel_ = 2;
   std::atomic<bool> stopped_{true};
-  std::future<void> operation_;  // host thread only
+  std::mutex operationLock_;  // run methods may also run on pool threads (asynchronous form)
+  std::future<void> operation_;
   std::atomic<bool> active_{false};
   std::mutex stopLock_;
   std::condition_variable stopCondition_;
