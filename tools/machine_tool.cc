@@ -21,8 +21,8 @@
 #include "platform/emulated/machine/machine_paths.h"
 #include "platform/emulated/machine/unicode.h"
 #include "platform/emulated/registry/registry_store.h"
+#include "install/msi/msi_setup_manager.h"
 #include "platform/windows.h"
-#include "preinstall.h"
 
 namespace {
 
@@ -421,11 +421,11 @@ int condition(const std::vector<std::string>& args) {
 }
 
 // One message as a JSON line: {"type": "0x01000000", "text": "..."}.
-std::string jsonLine(const preinstall::Message& message) {
+std::string jsonLine(UINT messageType, std::u16string_view text) {
   char type[16];
-  std::snprintf(type, sizeof type, "0x%08X", message.type);
+  std::snprintf(type, sizeof type, "0x%08X", messageType);
   std::string line = std::string("{\"type\": \"") + type + "\", \"text\": \"";
-  for (unsigned char c : utf16ToUtf8(message.text)) {
+  for (unsigned char c : utf16ToUtf8(text)) {
     if (c == '"' || c == '\\') {
       line += '\\';
       line += static_cast<char>(c);
@@ -444,7 +444,7 @@ std::string jsonLine(const preinstall::Message& message) {
 // argument, PROP=VALUE pairs, --messages FILE and --cancel-at N.
 struct RunArguments {
   std::string target;
-  preinstall::Properties properties;
+  std::vector<installer::msi_wrapper::SetupParameter> parameters;
   std::string messagesPath;
   unsigned long cancelAt = 0;  // 0: never
 };
@@ -465,7 +465,7 @@ RunArguments runArguments(const std::vector<std::string>& args, const char* usag
     const std::u16string assignment = utf8ToUtf16(args[i]);
     const size_t equals = assignment.find(u'=');
     if (equals == 0 || equals == std::u16string::npos) fail("not PROP=VALUE: " + args[i] + "\n" + usage);
-    run.properties.emplace_back(assignment.substr(0, equals), assignment.substr(equals + 1));
+    run.parameters.emplace_back(assignment.substr(0, equals), assignment.substr(equals + 1));
   }
   return run;
 }
@@ -488,9 +488,15 @@ class MessageLog {
   MessageLog(const MessageLog&) = delete;
   MessageLog& operator=(const MessageLog&) = delete;
 
-  INT operator()(const preinstall::Message& message) {
+  // The setup manager's tap: sees each message before the manager decodes
+  // it; this answer replaces the manager's.
+  static INT see(void* context, UINT type, const WCHAR* text) {
+    return static_cast<MessageLog*>(context)->take(type, text == nullptr ? u"" : text);
+  }
+
+  INT take(UINT type, std::u16string_view text) {
     if (file_ != nullptr) {
-      const std::string line = jsonLine(message) + "\n";
+      const std::string line = jsonLine(type, text) + "\n";
       const bool written = std::fwrite(line.data(), 1, line.size(), file_) == line.size() && std::fflush(file_) == 0;
       if (!written && !failed_) std::fprintf(stderr, "machine: cannot write the messages file\n");
       failed_ = failed_ || !written;
@@ -505,21 +511,15 @@ class MessageLog {
   bool failed_ = false;
 };
 
-// The command line of MsiInstallProductW: each value quoted, its quotes
-// doubled, as Windows Installer reads them.
-std::u16string commandLine(const preinstall::Properties& properties) {
-  std::u16string line;
-  for (const auto& [name, value] : properties) {
-    if (!line.empty()) line += u' ';
-    line += name + u"=\"";
-    for (char16_t c : value) line += c == u'"' ? std::u16string(u"\"\"") : std::u16string(1, c);
-    line += u'"';
-  }
-  return line;
+// The setup manager's own answers, as the add-on's service gives them:
+// IDOK to progress, 0 to the rest.
+std::int32_t answerMessage(const installer::msi_wrapper::InstallMessage& message) {
+  return message.kind == installer::msi_wrapper::InstallMessageKind::progress ? IDOK : 0;
 }
 
-// preinstall, install and uninstall: one run of the engine under the
-// add-on's external UI; each prints its result code.
+// preinstall, install and uninstall: one run of the add-on's setup manager,
+// so the tool drives the engine exactly as an installer UI does; each
+// prints its result code.
 enum class Run { kPreinstall, kInstall, kUninstall };
 
 int runCommand(Run kind, const std::vector<std::string>& args) {
@@ -529,18 +529,13 @@ int runCommand(Run kind, const std::vector<std::string>& args) {
       "usage: uninstall PRODUCTCODE [--messages FILE] [--cancel-at N]"};
   const RunArguments run = runArguments(args, usages[static_cast<int>(kind)], kind != Run::kUninstall);
   MessageLog log(run);
-  const preinstall::MessageHandler handler = [&log](const preinstall::Message& message) { return log(message); };
-  UINT code = 0;
-  if (kind == Run::kPreinstall) {
-    code = preinstall::run(emulated::toWindowsPath(absolute(run.target)), run.properties, handler);
-  } else {
-    const preinstall::ExternalUi ui(handler);
-    code = kind == Run::kInstall
-               ? MsiInstallProductW(emulated::toWindowsPath(absolute(run.target)).c_str(),
-                                    commandLine(run.properties).c_str())
-               : MsiConfigureProductExW(utf8ToUtf16(run.target).c_str(), INSTALLLEVEL_DEFAULT, INSTALLSTATE_ABSENT,
-                                        u"");
-  }
+  const std::u16string package = kind == Run::kUninstall ? u"" : emulated::toWindowsPath(absolute(run.target));
+  const auto manager =
+      installer::msi_wrapper::createMsiSetupManager(answerMessage, u"", package, {MessageLog::see, &log});
+  if (manager == nullptr) fail("another setup manager runs");
+  const UINT code = kind == Run::kPreinstall ? manager->runPreinstall(run.parameters, 2)
+                    : kind == Run::kInstall  ? manager->runSetup(run.parameters, 2)
+                                             : manager->runUninstall(utf8ToUtf16(run.target), u"", 2);
   std::printf("%u\n", code);
   return 0;
 }

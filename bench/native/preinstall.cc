@@ -1,4 +1,4 @@
-// The pre-installation run (tools/preinstall.h, the scenario tool's
+// The pre-installation run of the setup manager (the scenario tool's
 // `preinstall`) of a generated package with 1,000 components, 1,000 files
 // and 100 features, against libmsi alone opening the package and reading
 // every row of every table the run reads, in the same run. Target: the run
@@ -9,7 +9,7 @@
 // sequence has FindRelatedProducts, AppSearch and LaunchConditions before
 // the costing, each with a row to work on, and an installed related
 // product in a private machine root for FindRelatedProducts to find.
-#include "preinstall.h"
+#include "install/msi/msi_setup_manager.h"
 
 #include <benchmark/benchmark.h>
 
@@ -175,7 +175,7 @@ void BM_LibmsiReading(benchmark::State& state) {
 void BM_PreinstallRun(benchmark::State& state) {
   const std::u16string path = emulated::toWindowsPath(packagePath);
   for (auto _ : state) {
-    const UINT code = preinstall::run(path, {}, nullptr);
+    const UINT code = installer::msi_wrapper::createMsiSetupManager(nullptr, u"", path, {})->runPreinstall({}, 2);
     if (code != ERROR_SUCCESS) state.SkipWithError(("result " + std::to_string(code)).c_str());
   }
 }

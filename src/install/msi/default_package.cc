@@ -92,6 +92,12 @@ platform::wstring packageDirectory() {
   return package.directoryCache;
 }
 
+platform::wstring defaultPackagePath() {
+  platform::wstring path = packageDirectory();
+  if (!path.empty() && !isSeparator(path.back())) path += WIDE_TEXT('\\');
+  return path + defaultPackageFileName();
+}
+
 void waitForPackageReady() {
   std::atomic<bool>& packageReady = state().packageReady;
   if (packageReady.load()) return;
@@ -111,9 +117,7 @@ SharedProductInfo getMsiProductInfo() {
   DefaultPackage& package = state();
   std::unique_lock<std::mutex> lock(package.productLock);
   if (!package.product) {
-    platform::wstring path = packageDirectory();
-    if (!path.empty() && !isSeparator(path.back())) path += WIDE_TEXT('\\');
-    path += defaultPackageFileName();
+    const platform::wstring path = defaultPackagePath();
     waitForPackageReady();
     std::uint32_t error = 0;
     package.product = openMsiProductInfo(path, error);

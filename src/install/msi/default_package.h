@@ -29,6 +29,10 @@ platform::wstring directoryOfPath(const platform::wstring& path);
 // cannot be determined; "" when the path was too long to read.
 platform::wstring packageDirectory();
 
+// <packageDirectory>\<default package>; the bare name when the directory
+// is empty. Throws as packageDirectory does.
+platform::wstring defaultPackagePath();
+
 // Waits, once per process, for the bootstrapper's package-ready event; does
 // not wait when there is no such event. Traces which of the two happened.
 void waitForPackageReady();

@@ -9,7 +9,7 @@ std::uint32_t readRecordString(MSIHANDLE record, std::uint32_t field, platform::
       [&](WCHAR* buffer, DWORD* size) { return MsiRecordGetStringW(record, field, buffer, size); }, value);
 }
 
-std::int32_t runtimeDecimal(const platform::wstring& text) {
+std::int32_t runtimeDecimal(std::basic_string_view<WCHAR> text) {
   auto isBlank = [](WCHAR c) { return c == WIDE_TEXT(' ') || (c >= WIDE_TEXT('\t') && c <= WIDE_TEXT('\r')); };
   size_t i = 0;
   while (i < text.size() && isBlank(text[i])) ++i;

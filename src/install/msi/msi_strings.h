@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include "platform/windows.h"
 
@@ -39,7 +40,7 @@ std::uint32_t readRecordString(MSIHANDLE record, std::uint32_t field, platform::
 // A number read as the C runtime's wide decimal conversion reads it:
 // leading blanks and a sign accepted, digits up to the first other
 // character, clamped to the signed 32-bit range; no digits give 0.
-std::int32_t runtimeDecimal(const platform::wstring& text);
+std::int32_t runtimeDecimal(std::basic_string_view<WCHAR> text);
 
 std::uint32_t readProductInfoString(const platform::wstring& productCode, const platform::wstring& property,
                                     platform::wstring& value);

@@ -12,6 +12,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <type_traits>
 #include <unordered_map>
 
 #include "install/installer_ornel/interop_helpers/binder.h"
@@ -47,10 +48,26 @@ class ObjectRegistry {
 //   static constexpr const char kName[];      the query name
 //   static void bindMethods(ObjectHolder&);   its methods, in order
 // and is default-constructible.
+// A service with a static create() supplies its own implementation object
+// (a process-wide one, say); any other gets a new one.
+template <typename Service, typename = void>
+struct HasCreate : std::false_type {};
+template <typename Service>
+struct HasCreate<Service, std::void_t<decltype(Service::create())>> : std::true_type {};
+
+template <typename Service>
+std::shared_ptr<Service> createService() {
+  if constexpr (HasCreate<Service>::value) {
+    return Service::create();
+  } else {
+    return std::make_shared<Service>();
+  }
+}
+
 template <typename Service>
 void registerService(ObjectRegistry& registry) {
   registry.add(Service::kName, [] {
-    auto holder = std::make_shared<ObjectHolder>(std::make_shared<Service>());
+    auto holder = std::make_shared<ObjectHolder>(createService<Service>());
     Service::bindMethods(*holder);
     return holder;
   });

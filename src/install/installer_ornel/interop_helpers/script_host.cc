@@ -50,6 +50,8 @@ ScriptHost& ScriptHost::current(v8::Isolate* isolate) {
   return *host;
 }
 
+ScriptHost* ScriptHost::existing() { return theHost.load(); }
+
 void ScriptHost::atTeardown(std::function<void()> step) { teardownSteps_.push_back(std::move(step)); }
 
 /*

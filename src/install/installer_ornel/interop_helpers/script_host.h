@@ -53,6 +53,8 @@ class ScriptHost {
   // channel may throw (kNoLoopError, wakeUpInitError), and then the next
   // call tries again.
   static ScriptHost& current(v8::Isolate* isolate);
+  // Any thread: the host that current() made, or null before the first.
+  static ScriptHost* existing();
 
   ScriptHost(const ScriptHost&) = delete;
   ScriptHost& operator=(const ScriptHost&) = delete;
