@@ -46,6 +46,7 @@ function parseArguments(argv) {
   options.extractDelay = Number(options.extractDelay);
   if (!Number.isInteger(options.extractDelay) || options.extractDelay < 0) usage('--extract-delay takes milliseconds');
   options.command = argv.slice(end + 1);
+  if (options.package !== undefined && !fs.existsSync(options.package)) usage(`no package ${options.package}`);
   return options;
 }
 
@@ -76,13 +77,19 @@ function hostExecutableFolder() {
   return executable ? path.dirname(tool('hostpath', executable).output) : null;
 }
 
+// A copy that fails (a full disk, say) is reported; the event is set all the
+// same, so that the UI does not wait for ever and meets the missing package.
 function extractPackage() {
   if (options.package !== undefined) {
-    const folder = hostExecutableFolder();
-    const target = folder && path.join(folder, path.basename(options.package));
-    if (target && path.resolve(target) !== path.resolve(options.package)) {
-      fs.mkdirSync(folder, { recursive: true });
-      fs.copyFileSync(options.package, target);
+    try {
+      const folder = hostExecutableFolder();
+      const target = folder && path.join(folder, path.basename(options.package));
+      if (target && path.resolve(target) !== path.resolve(options.package)) {
+        fs.mkdirSync(folder, { recursive: true });
+        fs.copyFileSync(options.package, target);
+      }
+    } catch (error) {
+      console.error(`bootstrapper: cannot extract the package: ${error.message}`);
     }
   }
   tool('event', 'set', PACKAGE_READY_EVENT);
