@@ -1,0 +1,96 @@
+'use strict';
+// installer_controller and application as an installer UI uses them: each
+// script in a fresh process on a private machine (host executable
+// C:\Setup\setup.exe, the product package beside it), its results printed
+// as JSON at the end, its trace file read back.
+const test = require('node:test');
+const assert = require('node:assert');
+const fs = require('fs');
+const path = require('path');
+const { spawnSync } = require('child_process');
+const { runChild, traceFiles, machineTool } = require('./child');
+const { packageMachine } = require('./package_machine');
+const { buildDir } = require('./addons');
+
+const BETA = '{5B2D7E61-3C4A-4F8E-9A17-C6E0D2B48F35}';
+const fixture = (name) => path.join(buildDir, 'tests', 'fixtures', `${name}.msi`);
+
+// Runs `body` (which pushes to `out`) with tracing on; gives `out`, the
+// texts of the trace file's lines and the child.
+function ui(body, { machine = packageMachine('product'), conf = '', cwd, level = 700 } = {}) {
+  const root = machine.env.INSTALLER_ORNEL_MACHINE;
+  if (conf) fs.appendFileSync(path.join(root, 'machine.conf'), conf);
+  const child = runChild(`
+    const out = [], control = query('installer_controller'), app = query('application');
+    const tracer = query('tracer_controller');
+    tracer.setTraceLevel(${level});
+    process.on('exit', () => console.log(JSON.stringify(out)));
+    ${body}`, { env: machine.env, cwd, timeout: 60000 });
+  assert.strictEqual(child.status, 0, child.stderr);
+  const files = traceFiles(child.dir);
+  const texts = files.length ? fs.readFileSync(path.join(child.dir, files[0]), 'utf8').split('\r\n')
+    .filter(Boolean).map((line) => line.slice(9)) : [];
+  return { out: JSON.parse(child.stdout.trim().split('\n').pop()), texts, child, root };
+}
+
+test('without a bootstrapper: no command line, no splash screen, the version once', () => {
+  const { out, texts } = ui(`
+    tracer.turnOnTraces();
+    out.push(control.getCommandLine(), app.run(), control.hideSplashScreen(),
+      control.getWindowsVersionProperty(), control.getWindowsVersionProperty());`, { level: 800 });
+  const version = 'osMajorVer=10 osMinorVer=0 osBuildNumber=19045 osServicePackNumber=0 osEdition=256 osProductType=1';
+  assert.deepStrictEqual(out, ['', true, 0, version, version]);
+  assert.deepStrictEqual(texts.slice(0, 5), ['', 'bl\tApplication run', 'bl\t2', 'bl\tHide splash screen', version]);
+  assert.strictEqual(texts.filter((t) => t === version).length, 1);
+});
+
+test('the host executable\'s directory', () => {
+  for (const [exe, expected] of [['C:\\setup.exe', 'C:\\'], ['C:\\Setup\\setup.exe', 'C:\\Setup']]) {
+    const { out } = ui('out.push(control.getCurrentPath());', { conf: `hostExecutable=${exe}\n` });
+    assert.deepStrictEqual(out, [expected]);
+  }
+});
+
+// The cached package of the registered beta, checked through a session on it.
+function agreed(root) {
+  const dir = path.join(root, 'drive_c', 'Windows', 'Installer');
+  const cached = fs.readdirSync(dir).filter((name) => /\.msi$/i.test(name)).map((name) => path.join(dir, name));
+  assert.strictEqual(cached.length, 1);
+  return machineTool(root, 'condition', cached[0], 'AGREETOEULA = "1"').out;
+}
+
+test('fixBeta adds AGREETOEULA=1 once to the installed beta\'s cached package', () => {
+  const machine = packageMachine('product');
+  const root = machine.env.INSTALLER_ORNEL_MACHINE;
+  assert.deepStrictEqual(ui('out.push(control.fixBeta());', { machine }).out, [1605]);
+  assert.strictEqual(machineTool(root, 'register', fixture('product'), '--product-code', BETA).status, 0);
+  assert.strictEqual(agreed(root), 'false');
+  const { out } = ui('out.push(control.fixBeta(), control.fixBeta());', { machine });
+  assert.strictEqual(out[0], 0);
+  assert.notStrictEqual(out[1], 0);
+  assert.strictEqual(agreed(root), 'true');
+  machine.remove();
+});
+
+test('join releases the package and the setup state, which come back when used', () => {
+  const { out, texts } = ui(`
+    tracer.turnOnTraces();
+    const info = query('msi_product_info'), setup = query('msi_setup_manager');
+    out.push(app.join(), info.getProductName(), app.join(), app.join(), info.getProductName());
+    setup.runPreinstallTask('', { progressChanged() {}, completed: (code) => out.push(code) });`);
+  assert.strictEqual(out.length, 6);
+  assert.deepStrictEqual([out[0], out[2], out[3], out[5]], [true, true, true, 0]);
+  assert.strictEqual(out[1], out[4]);
+  assert.strictEqual(texts.filter((t) => t === 'bl\tApplication join').length, 3);
+});
+
+test('every method in its asynchronous form', () => {
+  const { out } = ui(`
+    const methods = ['getCommandLine', 'getWindowsVersionProperty', 'getCurrentPath', 'fixBeta', 'hideSplashScreen'];
+    for (const name of methods) control[name]((result) => out.push([name, result]));
+    for (const name of ['run', 'join']) app[name]((result) => out.push([name, result]));`);
+  assert.deepStrictEqual(Object.fromEntries(out), {
+    getCommandLine: '', getWindowsVersionProperty: 'osMajorVer=10 osMinorVer=0 osBuildNumber=19045 osServicePackNumber=0 osEdition=256 osProductType=1',
+    getCurrentPath: 'C:\\Setup', fixBeta: 1605, hideSplashScreen: 0, run: true, join: true,
+  });
+});
