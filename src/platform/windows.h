@@ -45,6 +45,7 @@
 #include "platform/emulated/msi_ui.h"
 #include "platform/emulated/advapi32.h"
 #include "platform/emulated/shell32.h"
+#include "platform/emulated/user32.h"
 #include "platform/emulated/crt.h"
 #endif
 

@@ -1,4 +1,5 @@
-// The registry functions of advapi32 (winreg.h), served by the emulated
+// The registry and token functions of advapi32 (winreg.h, securitybaseapi.h,
+// processthreadsapi.h, winbase.h). The registry is served by the emulated
 // machine's registry (registry/): same names, values and signatures as the
 // Windows SDK declares them. Results are Win32 error codes (LSTATUS).
 //
@@ -79,7 +80,67 @@ typedef BYTE* LPBYTE;
 #define ERROR_KEY_DELETED 1018L
 #endif
 
+// Tokens and privileges (winnt.h).
+#define TOKEN_ASSIGN_PRIMARY 0x0001UL
+#define TOKEN_DUPLICATE 0x0002UL
+#define TOKEN_IMPERSONATE 0x0004UL
+#define TOKEN_QUERY 0x0008UL
+#define TOKEN_QUERY_SOURCE 0x0010UL
+#define TOKEN_ADJUST_PRIVILEGES 0x0020UL
+#define TOKEN_ADJUST_GROUPS 0x0040UL
+#define TOKEN_ADJUST_DEFAULT 0x0080UL
+#define TOKEN_ALL_ACCESS 0xF01FFUL
+#define SE_PRIVILEGE_ENABLED_BY_DEFAULT 0x00000001UL
+#define SE_PRIVILEGE_ENABLED 0x00000002UL
+#define SE_PRIVILEGE_REMOVED 0x00000004UL
+#define ANYSIZE_ARRAY 1
+
+// The privilege names are generic text in the SDK; the add-on is a Unicode
+// program, so they are wide here as there.
+#define SE_SHUTDOWN_NAME u"SeShutdownPrivilege"
+#define SE_REMOTE_SHUTDOWN_NAME u"SeRemoteShutdownPrivilege"
+#define SE_BACKUP_NAME u"SeBackupPrivilege"
+#define SE_RESTORE_NAME u"SeRestorePrivilege"
+#define SE_DEBUG_NAME u"SeDebugPrivilege"
+#define SE_SECURITY_NAME u"SeSecurityPrivilege"
+#define SE_TAKE_OWNERSHIP_NAME u"SeTakeOwnershipPrivilege"
+#define SE_SYSTEMTIME_NAME u"SeSystemtimePrivilege"
+#define SE_CHANGE_NOTIFY_NAME u"SeChangeNotifyPrivilege"
+#define SE_UNDOCK_NAME u"SeUndockPrivilege"
+#define SE_TIME_ZONE_NAME u"SeTimeZonePrivilege"
+#define SE_INC_WORKING_SET_NAME u"SeIncreaseWorkingSetPrivilege"
+
+typedef struct _LUID {
+  DWORD LowPart;
+  LONG HighPart;
+} LUID, *PLUID;
+
+typedef struct _LUID_AND_ATTRIBUTES {
+  LUID Luid;
+  DWORD Attributes;
+} LUID_AND_ATTRIBUTES, *PLUID_AND_ATTRIBUTES;
+
+typedef struct _TOKEN_PRIVILEGES {
+  DWORD PrivilegeCount;
+  LUID_AND_ATTRIBUTES Privileges[ANYSIZE_ARRAY];
+} TOKEN_PRIVILEGES, *PTOKEN_PRIVILEGES;
+
 extern "C" {
+
+// The calling process's token (ProcessHandle GetCurrentProcess()); its
+// privileges are those the machine's user holds, all disabled at start.
+BOOL OpenProcessToken(HANDLE ProcessHandle, DWORD DesiredAccess, PHANDLE TokenHandle);
+
+// The LUID of a privilege by name (case-insensitive) on the local machine
+// (lpSystemName null or empty); an unknown name gives ERROR_NO_SUCH_PRIVILEGE.
+BOOL LookupPrivilegeValueA(LPCSTR lpSystemName, LPCSTR lpName, PLUID lpLuid);
+BOOL LookupPrivilegeValueW(LPCWSTR lpSystemName, LPCWSTR lpName, PLUID lpLuid);
+
+// Enables or disables privileges of the token (TOKEN_ADJUST_PRIVILEGES
+// needed). TRUE with ERROR_NOT_ALL_ASSIGNED when the token lacks one of
+// them; ERROR_SUCCESS when all were changed.
+BOOL AdjustTokenPrivileges(HANDLE TokenHandle, BOOL DisableAllPrivileges, PTOKEN_PRIVILEGES NewState,
+                           DWORD BufferLength, PTOKEN_PRIVILEGES PreviousState, PDWORD ReturnLength);
 
 LSTATUS RegCreateKeyExW(HKEY hKey, LPCWSTR lpSubKey, DWORD Reserved, LPWSTR lpClass, DWORD dwOptions,
                         REGSAM samDesired, const LPSECURITY_ATTRIBUTES lpSecurityAttributes, PHKEY phkResult,

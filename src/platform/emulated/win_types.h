@@ -27,6 +27,12 @@ typedef void* LPVOID;
 typedef const void* LPCVOID;
 typedef void* PVOID;
 typedef std::uintptr_t ULONG_PTR;
+typedef ULONG_PTR SIZE_T;
+typedef std::intptr_t INT_PTR;
+typedef std::intptr_t LONG_PTR;
+typedef DWORD* PDWORD;
+typedef HANDLE* PHANDLE;
+typedef void* HINSTANCE;
 typedef std::uint32_t MSIHANDLE;
 
 #ifndef _FILETIME_
@@ -65,6 +71,7 @@ typedef struct _FILETIME {
 #define ERROR_INVALID_PARAMETER 87L
 #define ERROR_OPEN_FAILED 110L
 #define ERROR_DISK_FULL 112L
+#define ERROR_CALL_NOT_IMPLEMENTED 120L
 #define ERROR_INSUFFICIENT_BUFFER 122L
 #define ERROR_INVALID_NAME 123L
 #define ERROR_ALREADY_EXISTS 183L
@@ -94,3 +101,6 @@ typedef struct _FILETIME {
 #define ERROR_INVALID_COMMAND_LINE 1639L
 #define ERROR_PRODUCT_VERSION 1638L
 #define ERROR_INSTALL_SOURCE_ABSENT 1612L
+#define ERROR_NOT_ALL_ASSIGNED 1300L
+#define ERROR_NO_SUCH_PRIVILEGE 1313L
+#define ERROR_PRIVILEGE_NOT_HELD 1314L
