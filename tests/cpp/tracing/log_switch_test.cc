@@ -28,7 +28,9 @@ TEST(LogSwitch, FirstLowerCaseSwitchWithAQuotedOrPlainValue) {
     const auto directory = logDirectoryFromCommandLine(c.commandLine);
     SCOPED_TRACE(std::string(directory ? "match" : "none"));
     ASSERT_EQ(directory.has_value(), c.directory != nullptr);
-    if (directory) EXPECT_EQ(*directory, c.directory);
+    if (directory) {
+      EXPECT_EQ(*directory, c.directory);
+    }
   }
 }
 
