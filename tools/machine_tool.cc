@@ -23,6 +23,7 @@
 #include "platform/emulated/registry/registry_store.h"
 #include "install/msi/msi_setup_manager.h"
 #include "platform/windows.h"
+#include "machine_objects.h"
 
 namespace {
 
@@ -366,17 +367,6 @@ int registry(std::vector<std::string> args) {
   fail(usage);
 }
 
-int event(const std::vector<std::string>& args) {
-  if (args.size() != 2 || (args[0] != "create" && args[0] != "set")) fail("usage: event create|set NAME");
-  const std::u16string name = utf8ToUtf16(args[1]);
-  HANDLE handle = args[0] == "create" ? CreateEventW(nullptr, TRUE, FALSE, name.c_str())
-                                      : OpenEventW(EVENT_MODIFY_STATE, FALSE, name.c_str());
-  if (handle == nullptr) fail("event " + args[1] + ": error " + std::to_string(GetLastError()));
-  if (args[0] == "set" && !SetEvent(handle)) fail("cannot set event " + args[1]);
-  CloseHandle(handle);
-  return 0;
-}
-
 const char* conditionText(MSICONDITION result) {
   switch (result) {
     case MSICONDITION_TRUE: return "true";
@@ -546,7 +536,7 @@ int main(int argc, char** argv) {
   std::vector<std::string> args(argv + 1, argv + argc);
   if (args.empty())
     fail("usage: init | config KEY VALUE | register PACKAGE.msi [...] | unregister CODE | list | "
-         "event create|set NAME | condition PACKAGE.msi [--set NAME=VALUE ...] EXPRESSION ... | "
+         "event create|set|wait|remove NAME | mapping create|read|remove NAME | restarts | shell | condition PACKAGE.msi [--set NAME=VALUE ...] EXPRESSION ... | "
          "preinstall PACKAGE.msi [PROP=VALUE ...] [--messages FILE] [--cancel-at N] | "
          "install PACKAGE.msi [PROP=VALUE ...] [--messages FILE] [--cancel-at N] | "
          "uninstall PRODUCTCODE [--messages FILE] [--cancel-at N]");
@@ -569,7 +559,9 @@ int main(int argc, char** argv) {
     return 0;
   }
   if (command == "list") return list();
-  if (command == "event") return event(args);
+  if (command == "event" || command == "mapping" || command == "restarts" || command == "shell") {
+    return runMachineObjectCommand(command, args);
+  }
   if (command == "condition") return condition(args);
   if (command == "preinstall") return runCommand(Run::kPreinstall, args);
   if (command == "install") return runCommand(Run::kInstall, args);

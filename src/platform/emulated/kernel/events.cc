@@ -12,14 +12,13 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdio>
 #include <string>
 #include <thread>
 
 #include "platform/emulated/kernel/handle_table.h"
+#include "platform/emulated/kernel/named_objects.h"
 #include "platform/emulated/kernel32.h"
 #include "platform/emulated/machine/machine_paths.h"
-#include "platform/emulated/machine/unicode.h"
 
 namespace emulated {
 
@@ -67,25 +66,7 @@ class EventObject : public KernelObject {
 };
 
 // The host file of a named event, or "" when the name is not valid.
-std::string eventFile(LPCWSTR name) {
-  std::u16string text(name);
-  for (const char16_t* prefix : {u"Global\\", u"Local\\"}) {
-    std::u16string p(prefix);
-    if (text.compare(0, p.size(), p) == 0) text.erase(0, p.size());
-  }
-  if (text.empty() || text.find(u'\\') != std::u16string::npos) return {};
-  std::string file;
-  for (char c : utf16ToUtf8(text)) {
-    if (c == '/' || c == '%') {
-      char escaped[4];
-      std::snprintf(escaped, sizeof escaped, "%%%02X", static_cast<unsigned char>(c));
-      file += escaped;
-    } else {
-      file += c;
-    }
-  }
-  return machineRoot() + "/kernel/events/" + file;
-}
+std::string eventFile(LPCWSTR name) { return namedObjectFile(name, "events"); }
 
 void makeEventDirectory() {
   const std::string root = machineRoot();

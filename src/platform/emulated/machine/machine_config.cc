@@ -81,6 +81,7 @@ MachineFacts readMachineFacts() {
   facts.windowsBuild = numberOr(config, "windowsBuild", facts.windowsBuild);
   facts.servicePack = numberOr(config, "windowsServicePack", facts.servicePack);
   facts.productType = numberOr(config, "windowsProductType", facts.productType);
+  facts.suiteMask = numberOr(config, "windowsSuiteMask", facts.suiteMask);
   facts.is64Bit = numberOr(config, "windows64Bit", 0) != 0;
   facts.userName = textOr(config, "userName", facts.userName);
   facts.computerName = textOr(config, "computerName", facts.computerName);

@@ -8,6 +8,8 @@
 //   windowsMajor, windowsMinor, windowsBuild, windowsServicePack,
 //   windowsProductType   the Windows version the machine reports
 //                        (default 10, 0, 19045, 0, 1: a workstation)
+//   windowsSuiteMask     the product suites (VER_SUITE_*) of GetVersionExA
+//                        (default 256: VER_SUITE_SINGLEUSERTS, one user)
 //   windows64Bit         1 for 64-bit Windows (default 0: 32-bit)
 //   userName, computerName   the logged-on user and the machine's name
 //                        (default User, ORNEL-PC)
@@ -51,6 +53,7 @@ struct MachineFacts {
   int windowsBuild = 19045;
   int servicePack = 0;
   int productType = 1;
+  int suiteMask = 0x100;
   bool is64Bit = false;
   std::string userName = "User";
   std::string computerName = "ORNEL-PC";
