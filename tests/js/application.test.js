@@ -94,3 +94,77 @@ test('every method in its asynchronous form', () => {
     getCurrentPath: 'C:\\Setup', fixBeta: 1605, hideSplashScreen: 0, run: true, join: true,
   });
 });
+
+const MAPPING = 'Local\\E2974B1D-08C3-4A6E-B5F1-7D2C9E430A86';
+
+// A machine whose bootstrapper left `commandLine` in its mapping.
+function withCommandLine(commandLine) {
+  const machine = packageMachine('product');
+  const root = machine.env.INSTALLER_ORNEL_MACHINE;
+  assert.strictEqual(machineTool(root, 'mapping', 'create', MAPPING, commandLine).status, 0);
+  return machine;
+}
+
+test('the command line: read afresh, at most 1024 units, traced at level 800 when short', () => {
+  const long = 'x'.repeat(1100);
+  const { out, texts } = ui('tracer.turnOnTraces(); out.push(control.getCommandLine(), control.getCommandLine());',
+    { machine: withCommandLine('setup.exe /quiet'), level: 800 });
+  assert.deepStrictEqual(out, ['setup.exe /quiet', 'setup.exe /quiet']);
+  assert.deepStrictEqual(texts.slice(0, 2), ['setup.exe /quiet', 'setup.exe /quiet']);
+  const cut = ui('tracer.turnOnTraces(); out.push(control.getCommandLine());', { machine: withCommandLine(long), level: 800 });
+  assert.deepStrictEqual([cut.out, cut.texts], [['x'.repeat(1024)], ['tracer closed']]);
+});
+
+test('run opens the trace file in the first lower-case /log directory', () => {
+  const cases = [
+    ['/log "C:\\My Logs"', 'My Logs'], ['setup.exe /log C:\\Logs /quiet', 'Logs'], ['/LOG C:\\Logs', null],
+    ['/log C:\\First /log C:\\Second', 'First'], ['/log "" /quiet', null],
+  ];
+  for (const [commandLine, directory] of cases) {
+    const machine = withCommandLine(commandLine);
+    const drive = path.join(machine.env.INSTALLER_ORNEL_MACHINE, 'drive_c');
+    for (const name of ['My Logs', 'Logs', 'First', 'Second']) fs.mkdirSync(path.join(drive, name));
+    const { out } = ui('out.push(app.run(), app.run());', { machine });
+    assert.deepStrictEqual(out, [true, true]);
+    const written = ['My Logs', 'Logs', 'First', 'Second'].filter((name) => traceFiles(path.join(drive, name)).length);
+    assert.deepStrictEqual(written, directory ? [directory] : [], commandLine);
+    if (directory) {
+      const dir = path.join(drive, directory);
+      const lines = fs.readFileSync(path.join(dir, traceFiles(dir)[0]), 'utf8').split('\r\n');
+      assert.match(lines[0], /^\d\d:\d\d:\d\d\tbl\tApplication run$/);
+    }
+    machine.remove();
+  }
+});
+
+test('reboot asks for a restart with the shutdown privilege, or gives the failing step\'s code', () => {
+  const machine = packageMachine('product');
+  const root = machine.env.INSTALLER_ORNEL_MACHINE;
+  assert.deepStrictEqual(ui('out.push(control.reboot());', { machine }).out, [0]);
+  const restarts = machineTool(root, 'restarts').out;
+  assert.match(restarts, /0x00000006/);
+  assert.match(restarts, /0x80000001/);
+  // The machine cannot record the request: the restart step fails with ERROR_WRITE_FAULT.
+  fs.rmSync(path.join(root, 'records'), { recursive: true, force: true });
+  fs.writeFileSync(path.join(root, 'records'), '');
+  assert.deepStrictEqual(ui('out.push(control.reboot());', { machine }).out, [29]);
+  machine.remove();
+});
+
+// A current directory holding the product package with this WixShellExecTarget.
+function shellTarget(target) {
+  const dir = fs.mkdtempSync(path.join(require('os').tmpdir(), 'ornel-ui-'));
+  const file = path.join(dir, 'brindle_installer.msi');
+  fs.copyFileSync(fixture('product'), file);
+  const insert = `INSERT INTO \`Property\` (\`Property\`, \`Value\`) VALUES ('WixShellExecTarget', '${target}')`;
+  const made = spawnSync(path.join(buildDir, 'tests', 'fixtures', 'msi_fixture'), [file, '-q', insert]);
+  assert.strictEqual(made.status, 0, String(made.stderr));
+  return dir;
+}
+
+test('startProduct: a short target, a missing file, no package', () => {
+  const body = 'try { out.push(control.startProduct()); } catch (e) { out.push(e.message); }';
+  const cases = [['[', 'invalid string position'], ['[#missing_product.exe]', 2]];
+  for (const [target, expected] of cases) assert.deepStrictEqual(ui(body, { cwd: shellTarget(target) }).out, [expected]);
+  assert.notStrictEqual(ui(body).out[0], 0);
+});
