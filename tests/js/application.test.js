@@ -1,8 +1,6 @@
 'use strict';
-// installer_controller and application as an installer UI uses them: each
-// script in a fresh process on a private machine (host executable
-// C:\Setup\setup.exe, the product package beside it), its results printed
-// as JSON at the end, its trace file read back.
+// installer_controller and application in a UI process on a private machine (host executable
+// C:\Setup\setup.exe, the product package beside it): results printed as JSON, the trace file read back.
 const test = require('node:test');
 const assert = require('node:assert');
 const fs = require('fs');
@@ -12,159 +10,111 @@ const { runChild, traceFiles, machineTool } = require('./child');
 const { packageMachine } = require('./package_machine');
 const { buildDir } = require('./addons');
 
-const BETA = '{5B2D7E61-3C4A-4F8E-9A17-C6E0D2B48F35}';
-const fixture = (name) => path.join(buildDir, 'tests', 'fixtures', `${name}.msi`);
+const PRODUCT = path.join(buildDir, 'tests', 'fixtures', 'product.msi');
+const VERSION = 'osMajorVer=10 osMinorVer=0 osBuildNumber=19045 osServicePackNumber=0 osEdition=256 osProductType=1';
+const MAPPING = 'Local\\E2974B1D-08C3-4A6E-B5F1-7D2C9E430A86';
+const SPLASH = 'Global\\Event_TOLV_C81E4F29-5D07-4B3A-8E62-0A9DB7F31C54';
 
-// Runs `body` (which pushes to `out`) with tracing on; gives `out`, the
-// texts of the trace file's lines and the child.
-function ui(body, { machine = packageMachine('product'), conf = '', cwd, level = 700 } = {}) {
+// Runs `body`, which pushes its results to `out` (`on()` turns tracing on), after `setup(root)`.
+function ui(body, { setup = () => {}, cwd, level = 700, machine = packageMachine('product') } = {}) {
   const root = machine.env.INSTALLER_ORNEL_MACHINE;
-  if (conf) fs.appendFileSync(path.join(root, 'machine.conf'), conf);
-  const child = runChild(`
-    const out = [], control = query('installer_controller'), app = query('application');
-    const tracer = query('tracer_controller');
-    tracer.setTraceLevel(${level});
-    process.on('exit', () => console.log(JSON.stringify(out)));
+  setup(root);
+  const child = runChild(`const out = [], control = query('installer_controller'), app = query('application');
+    const tracer = query('tracer_controller'), on = () => tracer.turnOnTraces();
+    tracer.setTraceLevel(${level}); process.on('exit', () => console.log(JSON.stringify(out)));
     ${body}`, { env: machine.env, cwd, timeout: 60000 });
   assert.strictEqual(child.status, 0, child.stderr);
-  const files = traceFiles(child.dir);
-  const texts = files.length ? fs.readFileSync(path.join(child.dir, files[0]), 'utf8').split('\r\n')
-    .filter(Boolean).map((line) => line.slice(9)) : [];
-  return { out: JSON.parse(child.stdout.trim().split('\n').pop()), texts, child, root };
+  const [file] = traceFiles(child.dir);
+  const lines = file ? fs.readFileSync(path.join(child.dir, file), 'utf8').split('\r\n').slice(0, -1) : [];
+  return { out: JSON.parse(child.stdout.trim().split('\n').pop()), texts: lines.map((l) => l.slice(9)), root };
 }
 
-test('without a bootstrapper: no command line, no splash screen, the version once', () => {
-  const { out, texts } = ui(`
-    tracer.turnOnTraces();
-    out.push(control.getCommandLine(), app.run(), control.hideSplashScreen(),
-      control.getWindowsVersionProperty(), control.getWindowsVersionProperty());`, { level: 800 });
-  const version = 'osMajorVer=10 osMinorVer=0 osBuildNumber=19045 osServicePackNumber=0 osEdition=256 osProductType=1';
-  assert.deepStrictEqual(out, ['', true, 0, version, version]);
-  assert.deepStrictEqual(texts.slice(0, 5), ['', 'bl\tApplication run', 'bl\t2', 'bl\tHide splash screen', version]);
-  assert.strictEqual(texts.filter((t) => t === version).length, 1);
-});
-
-test('the host executable\'s directory', () => {
-  for (const [exe, expected] of [['C:\\setup.exe', 'C:\\'], ['C:\\Setup\\setup.exe', 'C:\\Setup']]) {
-    const { out } = ui('out.push(control.getCurrentPath());', { conf: `hostExecutable=${exe}\n` });
-    assert.deepStrictEqual(out, [expected]);
+test('without a bootstrapper; the version computed and traced once under concurrent first calls', () => {
+  const { out, texts } = ui(`on(); out.push(control.getCommandLine(), app.run(), control.hideSplashScreen());
+    for (let i = 0; i < 4; i++) control.getWindowsVersionProperty((text) => out.push(text));`, { level: 800 });
+  assert.deepStrictEqual(out, ['', true, 0, VERSION, VERSION, VERSION, VERSION]);
+  assert.deepStrictEqual(texts, ['', 'bl\tApplication run', 'bl\t2', 'bl\tHide splash screen', VERSION, 'tracer closed']);
+  for (const [exe, dir] of [['C:\\setup.exe', 'C:\\'], ['C:\\Setup\\setup.exe', 'C:\\Setup']]) {
+    const conf = (root) => fs.appendFileSync(path.join(root, 'machine.conf'), `hostExecutable=${exe}\n`);
+    assert.deepStrictEqual(ui('out.push(control.getCurrentPath());', { setup: conf }).out, [dir]);
   }
 });
 
-// The cached package of the registered beta, checked through a session on it.
-function agreed(root) {
-  const dir = path.join(root, 'drive_c', 'Windows', 'Installer');
-  const cached = fs.readdirSync(dir).filter((name) => /\.msi$/i.test(name)).map((name) => path.join(dir, name));
-  assert.strictEqual(cached.length, 1);
-  return machineTool(root, 'condition', cached[0], 'AGREETOEULA = "1"').out;
-}
+test('with the bootstrapper\'s objects: its command line (at most 1024 units) and the splash screen', () => {
+  const machine = packageMachine('product');
+  const objects = (text) => (root) => {
+    machineTool(root, 'mapping', 'remove', MAPPING);
+    assert.strictEqual(machineTool(root, 'mapping', 'create', MAPPING, text).status, 0);
+    assert.strictEqual(machineTool(root, 'event', 'create', SPLASH).status, 0);
+  };
+  const body = 'on(); out.push(control.getCommandLine(), control.hideSplashScreen());';
+  const { out, texts, root } = ui(body, { machine, level: 800, setup: objects('setup.exe /quiet') });
+  assert.deepStrictEqual(out, ['setup.exe /quiet', 0]);
+  assert.deepStrictEqual(texts.slice(0, 4), ['setup.exe /quiet', 'bl\t0', 'bl\tSet gui event1', 'bl\tHide splash screen']);
+  assert.strictEqual(machineTool(root, 'event', 'wait', SPLASH, '0').status, 0);
+  const long = ui(body, { machine, level: 800, setup: objects('x'.repeat(1100)) });  // no zero within 2048 bytes
+  assert.deepStrictEqual([long.out[0], long.texts[0]], ['x'.repeat(1024), 'bl\t0']);  // too long to trace below 1000
+  machine.remove();
+});
 
-test('fixBeta adds AGREETOEULA=1 once to the installed beta\'s cached package', () => {
+test('run opens the trace file in the first lower-case /log directory, "Application run" first', () => {
+  const cases = [['/log "C:\\My Logs"', 'My Logs'], ['setup.exe /log C:\\Logs /quiet', 'Logs'], ['/LOG C:\\Logs', null],
+    ['/log C:\\First /log C:\\Second', 'First'], ['/log "" /quiet', null]];
+  for (const [commandLine, expected] of cases) {
+    const dirs = ['My Logs', 'Logs', 'First', 'Second'];
+    const setup = (root) => {
+      machineTool(root, 'mapping', 'create', MAPPING, commandLine);
+      for (const name of dirs) fs.mkdirSync(path.join(root, 'drive_c', name));
+    };
+    const { out, root } = ui('out.push(app.run(), app.run());', { setup });
+    const logs = dirs.map((name) => path.join(root, 'drive_c', name)).filter((dir) => traceFiles(dir).length);
+    assert.deepStrictEqual([out, logs.map((dir) => path.basename(dir))], [[true, true], expected ? [expected] : []]);
+    if (expected) assert.match(fs.readFileSync(path.join(logs[0], traceFiles(logs[0])[0]), 'utf8'), /^\d\d:\d\d:\d\d\tbl\tApplication run\r\n/);
+  }
+});
+
+test('fixBeta adds AGREETOEULA=1 once to the installed beta\'s cached package; 1605 when not installed', () => {
   const machine = packageMachine('product');
   const root = machine.env.INSTALLER_ORNEL_MACHINE;
+  const cache = path.join(root, 'drive_c', 'Windows', 'Installer');
+  const agreed = () => machineTool(root, 'condition', path.join(cache, fs.readdirSync(cache)[0]), 'AGREETOEULA = "1"').out;
   assert.deepStrictEqual(ui('out.push(control.fixBeta());', { machine }).out, [1605]);
-  assert.strictEqual(machineTool(root, 'register', fixture('product'), '--product-code', BETA).status, 0);
-  assert.strictEqual(agreed(root), 'false');
+  machineTool(root, 'register', PRODUCT, '--product-code', '{5B2D7E61-3C4A-4F8E-9A17-C6E0D2B48F35}');
+  assert.strictEqual(agreed(), 'false');
   const { out } = ui('out.push(control.fixBeta(), control.fixBeta());', { machine });
-  assert.strictEqual(out[0], 0);
-  assert.notStrictEqual(out[1], 0);
-  assert.strictEqual(agreed(root), 'true');
+  assert.deepStrictEqual([out[0], out[1] !== 0, agreed()], [0, true, 'true']);
   machine.remove();
 });
 
-test('join releases the package and the setup state, which come back when used', () => {
-  const { out, texts } = ui(`
-    tracer.turnOnTraces();
-    const info = query('msi_product_info'), setup = query('msi_setup_manager');
+test('join twice, then the services work again; every method in its asynchronous form', () => {
+  const { out, texts } = ui(`on(); const info = query('msi_product_info'), setup = query('msi_setup_manager');
     out.push(app.join(), info.getProductName(), app.join(), app.join(), info.getProductName());
-    setup.runPreinstallTask('', { progressChanged() {}, completed: (code) => out.push(code) });`);
-  assert.strictEqual(out.length, 6);
-  assert.deepStrictEqual([out[0], out[2], out[3], out[5]], [true, true, true, 0]);
-  assert.strictEqual(out[1], out[4]);
-  assert.strictEqual(texts.filter((t) => t === 'bl\tApplication join').length, 3);
-});
-
-test('every method in its asynchronous form', () => {
-  const { out } = ui(`
-    const methods = ['getCommandLine', 'getWindowsVersionProperty', 'getCurrentPath', 'fixBeta', 'hideSplashScreen'];
-    for (const name of methods) control[name]((result) => out.push([name, result]));
+    setup.runPreinstallTask('', { progressChanged() {}, completed: (code) => out.push(code) });
+    for (const name of ['getCommandLine', 'getCurrentPath', 'fixBeta', 'hideSplashScreen', 'startProduct'])
+      control[name]((result) => out.push([name, result]));
     for (const name of ['run', 'join']) app[name]((result) => out.push([name, result]));`);
-  assert.deepStrictEqual(Object.fromEntries(out), {
-    getCommandLine: '', getWindowsVersionProperty: 'osMajorVer=10 osMinorVer=0 osBuildNumber=19045 osServicePackNumber=0 osEdition=256 osProductType=1',
-    getCurrentPath: 'C:\\Setup', fixBeta: 1605, hideSplashScreen: 0, run: true, join: true,
-  });
+  assert.deepStrictEqual([out[0], out[1] === out[4], out[2], out[3]], [true, true, true, true]);
+  assert.deepStrictEqual(Object.fromEntries(out.slice(5).filter(Array.isArray)), { getCommandLine: '',
+    getCurrentPath: 'C:\\Setup', fixBeta: 1605, hideSplashScreen: 0, startProduct: 110, run: true, join: true });
+  assert.ok(out.includes(0) && texts.filter((t) => t === 'bl\tApplication join').length === 4);
 });
 
-const MAPPING = 'Local\\E2974B1D-08C3-4A6E-B5F1-7D2C9E430A86';
-
-// A machine whose bootstrapper left `commandLine` in its mapping.
-function withCommandLine(commandLine) {
+test('reboot records the restart, or gives the failing step\'s code', () => {
   const machine = packageMachine('product');
-  const root = machine.env.INSTALLER_ORNEL_MACHINE;
-  assert.strictEqual(machineTool(root, 'mapping', 'create', MAPPING, commandLine).status, 0);
-  return machine;
-}
-
-test('the command line: read afresh, at most 1024 units, traced at level 800 when short', () => {
-  const long = 'x'.repeat(1100);
-  const { out, texts } = ui('tracer.turnOnTraces(); out.push(control.getCommandLine(), control.getCommandLine());',
-    { machine: withCommandLine('setup.exe /quiet'), level: 800 });
-  assert.deepStrictEqual(out, ['setup.exe /quiet', 'setup.exe /quiet']);
-  assert.deepStrictEqual(texts.slice(0, 2), ['setup.exe /quiet', 'setup.exe /quiet']);
-  const cut = ui('tracer.turnOnTraces(); out.push(control.getCommandLine());', { machine: withCommandLine(long), level: 800 });
-  assert.deepStrictEqual([cut.out, cut.texts], [['x'.repeat(1024)], ['tracer closed']]);
-});
-
-test('run opens the trace file in the first lower-case /log directory', () => {
-  const cases = [
-    ['/log "C:\\My Logs"', 'My Logs'], ['setup.exe /log C:\\Logs /quiet', 'Logs'], ['/LOG C:\\Logs', null],
-    ['/log C:\\First /log C:\\Second', 'First'], ['/log "" /quiet', null],
-  ];
-  for (const [commandLine, directory] of cases) {
-    const machine = withCommandLine(commandLine);
-    const drive = path.join(machine.env.INSTALLER_ORNEL_MACHINE, 'drive_c');
-    for (const name of ['My Logs', 'Logs', 'First', 'Second']) fs.mkdirSync(path.join(drive, name));
-    const { out } = ui('out.push(app.run(), app.run());', { machine });
-    assert.deepStrictEqual(out, [true, true]);
-    const written = ['My Logs', 'Logs', 'First', 'Second'].filter((name) => traceFiles(path.join(drive, name)).length);
-    assert.deepStrictEqual(written, directory ? [directory] : [], commandLine);
-    if (directory) {
-      const dir = path.join(drive, directory);
-      const lines = fs.readFileSync(path.join(dir, traceFiles(dir)[0]), 'utf8').split('\r\n');
-      assert.match(lines[0], /^\d\d:\d\d:\d\d\tbl\tApplication run$/);
-    }
-    machine.remove();
-  }
-});
-
-test('reboot asks for a restart with the shutdown privilege, or gives the failing step\'s code', () => {
-  const machine = packageMachine('product');
-  const root = machine.env.INSTALLER_ORNEL_MACHINE;
-  assert.deepStrictEqual(ui('out.push(control.reboot());', { machine }).out, [0]);
-  const restarts = machineTool(root, 'restarts').out;
-  assert.match(restarts, /0x00000006/);
-  assert.match(restarts, /0x80000001/);
-  // The machine cannot record the request: the restart step fails with ERROR_WRITE_FAULT.
-  fs.rmSync(path.join(root, 'records'), { recursive: true, force: true });
-  fs.writeFileSync(path.join(root, 'records'), '');
-  assert.deepStrictEqual(ui('out.push(control.reboot());', { machine }).out, [29]);
+  const { out, root } = ui('out.push(control.reboot());', { machine });
+  assert.deepStrictEqual([out, machineTool(root, 'restarts').out.includes('0x00000006')], [[0], true]);
+  const unrecordable = (r) => { fs.rmSync(path.join(r, 'records'), { recursive: true }); fs.writeFileSync(path.join(r, 'records'), ''); };
+  assert.deepStrictEqual(ui('control.reboot((code) => out.push(code));', { machine, setup: unrecordable }).out, [29]);
   machine.remove();
 });
 
-// A current directory holding the product package with this WixShellExecTarget.
-function shellTarget(target) {
-  const dir = fs.mkdtempSync(path.join(require('os').tmpdir(), 'ornel-ui-'));
-  const file = path.join(dir, 'brindle_installer.msi');
-  fs.copyFileSync(fixture('product'), file);
-  const insert = `INSERT INTO \`Property\` (\`Property\`, \`Value\`) VALUES ('WixShellExecTarget', '${target}')`;
-  const made = spawnSync(path.join(buildDir, 'tests', 'fixtures', 'msi_fixture'), [file, '-q', insert]);
-  assert.strictEqual(made.status, 0, String(made.stderr));
-  return dir;
-}
-
-test('startProduct: a short target, a missing file, no package', () => {
-  const body = 'try { out.push(control.startProduct()); } catch (e) { out.push(e.message); }';
-  const cases = [['[', 'invalid string position'], ['[#missing_product.exe]', 2]];
-  for (const [target, expected] of cases) assert.deepStrictEqual(ui(body, { cwd: shellTarget(target) }).out, [expected]);
-  assert.notStrictEqual(ui(body).out[0], 0);
+test('startProduct: a target shorter than 2 characters, a missing file', () => {
+  for (const [target, expected] of [['[', 'invalid string position'], ['[#missing_product.exe]', 2]]) {
+    const cwd = fs.mkdtempSync(path.join(require('os').tmpdir(), 'ornel-ui-'));
+    fs.copyFileSync(PRODUCT, path.join(cwd, 'brindle_installer.msi'));
+    const sql = `INSERT INTO \`Property\` (\`Property\`, \`Value\`) VALUES ('WixShellExecTarget', '${target}')`;
+    assert.strictEqual(spawnSync(path.join(buildDir, 'tests', 'fixtures', 'msi_fixture'), [cwd + '/brindle_installer.msi', '-q', sql]).status, 0);
+    const body = 'try { out.push(control.startProduct()); } catch (e) { out.push(e.message); }';
+    assert.deepStrictEqual(ui(body, { cwd }).out, [expected]);
+  }
 });
