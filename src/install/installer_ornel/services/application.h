@@ -3,9 +3,10 @@
 // process-wide package and setup objects, which are made again when next
 // used. Both always return true.
 //
-// join empties process-wide slots that have locks of their own: a call
-// still using the product information or the setup state keeps what it
-// holds, and the next one finds a new object.
+// join empties two process-wide slots, each under its own lock: it waits
+// for a call that is using the shared product information, and a call or
+// task that holds the setup state keeps it alive until it is done. The next
+// use of either makes a new one.
 #pragma once
 
 #include "install/installer_ornel/interop_helpers/binder.h"
