@@ -11,7 +11,11 @@
 //   node tools/machine.js list                  (rolls back what a killed installation left first)
 //   node tools/machine.js registry set KEY [NAME [VALUE ...]] [--type TYPE]
 //   node tools/machine.js registry get KEY [NAME] | registry delete KEY [NAME]
-//   node tools/machine.js event create NAME | event set NAME
+//   node tools/machine.js event create NAME [--auto-reset] | event set|remove NAME | event wait NAME [MS]
+//   node tools/machine.js mapping create NAME TEXT | mapping read|remove NAME
+//   node tools/machine.js hostpath WINDOWSPATH
+//   node tools/machine.js restarts              (the restart requests of ExitWindowsEx)
+//   node tools/machine.js shell                 (the files ShellExecuteW started or opened)
 //   node tools/machine.js condition PACKAGE.msi [--set NAME=VALUE ...] EXPRESSION [EXPRESSION ...]
 //   node tools/machine.js preinstall PACKAGE.msi [PROP=VALUE ...] [--messages FILE] [--cancel-at N]
 //   node tools/machine.js install PACKAGE.msi [PROP=VALUE ...] [--messages FILE] [--cancel-at N]

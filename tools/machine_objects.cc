@@ -1,5 +1,6 @@
 // The scenario tool's kernel-object and record commands: see
-// machine_objects.h. Objects are created and read through the machine's own
+// machine_objects.h ("hostpath" prints the host path of a Windows path).
+// Objects are created and read through the machine's own
 // Win32 calls, so the tool sees them as the installer UI does; "remove"
 // deletes the host file of a named object, which Windows does when its last
 // handle closes and the emulated machine leaves to the object's creator.
@@ -13,6 +14,7 @@
 #include <cstring>
 
 #include "platform/emulated/kernel/named_objects.h"
+#include "platform/emulated/machine/machine_paths.h"
 #include "platform/emulated/machine/machine_records.h"
 #include "platform/emulated/machine/unicode.h"
 #include "platform/windows.h"
@@ -114,6 +116,13 @@ int listRecords(const std::string& kind) {
 
 int runMachineObjectCommand(const std::string& command, const std::vector<std::string>& args) {
   if (command == "event") return event(args);
+  if (command == "hostpath") {
+    if (args.size() != 1) fail("usage: hostpath WINDOWSPATH");
+    const std::string host = emulated::toHostPath(utf8ToUtf16(args[0]));
+    if (host.empty()) fail("not a path of the machine: " + args[0]);
+    std::printf("%s\n", host.c_str());
+    return 0;
+  }
   if (command == "mapping") return mapping(args);
   return listRecords(command);
 }

@@ -6,6 +6,6 @@
 #include <string>
 #include <vector>
 
-// Runs `command` ("event", "mapping", "restarts", "shell") with its
+// Runs `command` ("event", "mapping", "hostpath", "restarts", "shell") with its
 // arguments; the process's exit code. Exits with a message on bad usage.
 int runMachineObjectCommand(const std::string& command, const std::vector<std::string>& args);

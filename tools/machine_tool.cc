@@ -536,7 +536,8 @@ int main(int argc, char** argv) {
   std::vector<std::string> args(argv + 1, argv + argc);
   if (args.empty())
     fail("usage: init | config KEY VALUE | register PACKAGE.msi [...] | unregister CODE | list | "
-         "event create|set|wait|remove NAME | mapping create|read|remove NAME | restarts | shell | condition PACKAGE.msi [--set NAME=VALUE ...] EXPRESSION ... | "
+         "event create|set|wait|remove NAME | mapping create|read|remove NAME | hostpath PATH | "
+         "restarts | shell | condition PACKAGE.msi [--set NAME=VALUE ...] EXPRESSION ... | "
          "preinstall PACKAGE.msi [PROP=VALUE ...] [--messages FILE] [--cancel-at N] | "
          "install PACKAGE.msi [PROP=VALUE ...] [--messages FILE] [--cancel-at N] | "
          "uninstall PRODUCTCODE [--messages FILE] [--cancel-at N]");
@@ -559,7 +560,8 @@ int main(int argc, char** argv) {
     return 0;
   }
   if (command == "list") return list();
-  if (command == "event" || command == "mapping" || command == "restarts" || command == "shell") {
+  if (command == "event" || command == "mapping" || command == "restarts" ||
+      command == "shell" || command == "hostpath") {
     return runMachineObjectCommand(command, args);
   }
   if (command == "condition") return condition(args);

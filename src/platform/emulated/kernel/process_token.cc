@@ -3,8 +3,9 @@
 // The process has one token. Its privileges are those the machine's user
 // holds (machine.conf userIsAdmin: an administrator holds them all, another
 // user the few Windows gives every user), each disabled until
-// AdjustTokenPrivileges enables it. The enabled set is process-wide and
-// guarded by a mutex; token handles only carry their access rights.
+// AdjustTokenPrivileges enables it; a privilege removed from the token
+// (SE_PRIVILEGE_REMOVED) is gone for good. Both sets are process-wide and
+// guarded by one mutex; token handles only carry their access rights.
 // ExitWindowsEx restarts nothing: it records the request in the machine
 // (machine_records.h, kind "restarts").
 #include <cstdio>
@@ -66,7 +67,14 @@ std::set<DWORD>& enabledPrivileges() {
   return *enabled;
 }
 
-bool userHolds(DWORD luid, bool admin) {
+std::set<DWORD>& removedPrivileges() {
+  static auto* removed = new std::set<DWORD>;
+  return *removed;
+}
+
+// Whether the token holds the privilege: the user has it and it was not removed.
+bool tokenHolds(DWORD luid, bool admin) {
+  if (removedPrivileges().count(luid) != 0) return false;
   for (const Privilege& p : kPrivileges) {
     if (p.luid == luid) return admin || p.everyUser;
   }
@@ -149,14 +157,19 @@ extern "C" BOOL AdjustTokenPrivileges(HANDLE TokenHandle, BOOL DisableAllPrivile
   std::set<DWORD>& enabled = emulated::enabledPrivileges();
   // The privileges this call changes, and whether the token lacks any.
   std::set<DWORD> touched;
+  std::set<DWORD> removed;
   bool allAssigned = true;
   if (DisableAllPrivileges) {
     touched = enabled;
   } else {
     for (DWORD i = 0; i < NewState->PrivilegeCount; ++i) {
       const LUID_AND_ATTRIBUTES& entry = NewState->Privileges[i];
-      if (entry.Luid.HighPart != 0 || !emulated::userHolds(entry.Luid.LowPart, admin)) {
+      if (entry.Luid.HighPart != 0 || !emulated::tokenHolds(entry.Luid.LowPart, admin)) {
         allAssigned = false;
+        continue;
+      }
+      if ((entry.Attributes & SE_PRIVILEGE_REMOVED) != 0) {
+        removed.insert(entry.Luid.LowPart);  // not in the previous state: it cannot come back
         continue;
       }
       const bool enable = (entry.Attributes & SE_PRIVILEGE_ENABLED) != 0;
@@ -166,7 +179,12 @@ extern "C" BOOL AdjustTokenPrivileges(HANDLE TokenHandle, BOOL DisableAllPrivile
   if (!emulated::writePreviousState(touched, PreviousState, BufferLength, ReturnLength)) {
     return emulated::fail(ERROR_INSUFFICIENT_BUFFER);
   }
+  for (DWORD luid : removed) {
+    enabled.erase(luid);
+    emulated::removedPrivileges().insert(luid);
+  }
   for (DWORD luid : touched) {
+    if (removed.count(luid) != 0) continue;
     if (enabled.count(luid) != 0) {
       enabled.erase(luid);
     } else {
