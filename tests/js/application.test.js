@@ -2,24 +2,29 @@
 // installer_controller and application in a UI process on a private machine with the product package.
 const test = require('node:test'), assert = require('node:assert');
 const fs = require('fs'), os = require('os'), path = require('path'), { spawnSync } = require('child_process');
-const { runChild, traceFiles, machineTool } = require('./child');
+const { traceFiles, machineTool } = require('./child');
 const { packageMachine } = require('./package_machine'), { buildDir } = require('./addons');
 
+const REPO = path.join(__dirname, '..', '..'), BOOTSTRAPPER = path.join(REPO, 'tools', 'bootstrapper.js');
 const PRODUCT = path.join(buildDir, 'tests', 'fixtures', 'product.msi');
 const VERSION = 'osMajorVer=10 osMinorVer=0 osBuildNumber=19045 osServicePackNumber=0 osEdition=256 osProductType=1';
-const MAPPING = 'Local\\E2974B1D-08C3-4A6E-B5F1-7D2C9E430A86';
-const SPLASH = 'Global\\Event_TOLV_C81E4F29-5D07-4B3A-8E62-0A9DB7F31C54';
 
-// Runs `body`, which pushes its results to `out` (`on()` turns tracing on), after `setup(root)`.
-function ui(body, { setup = () => {}, cwd, level = 700, machine = packageMachine('product') } = {}) {
-  setup(machine.env.INSTALLER_ORNEL_MACHINE);
-  const child = runChild(`const out = [], control = query('installer_controller'), app = query('application');
+// Runs `body`, which pushes its results to `out` (`on()` turns tracing on), after `setup(root)`; through
+// the bootstrapper when given its `commandLine`.
+function ui(body, { setup = () => {}, cwd, level = 700, machine = packageMachine('product'), commandLine } = {}) {
+  const root = machine.env.INSTALLER_ORNEL_MACHINE, dir = cwd || fs.mkdtempSync(path.join(os.tmpdir(), 'ornel-ui-'));
+  setup(root);
+  const script = `const { query } = require(${JSON.stringify(REPO)});
+    const out = [], control = query('installer_controller'), app = query('application');
     const tracer = query('tracer_controller'), on = () => tracer.turnOnTraces();
     tracer.setTraceLevel(${level}); process.on('exit', () => console.log(JSON.stringify(out)));
-    ${body}`, { env: machine.env, cwd, timeout: 60000 });
+    ${body}`;
+  const boot = commandLine === undefined ? [] : [BOOTSTRAPPER, '--root', root, '--command-line', commandLine, '--', process.execPath];
+  const child = spawnSync(process.execPath, [...boot, '-e', script], { cwd: dir, env: machine.env, encoding: 'utf8', timeout: 60000 });
   assert.strictEqual(child.status, 0, child.stderr);
-  const lines = traceFiles(child.dir).flatMap((f) => fs.readFileSync(path.join(child.dir, f), 'utf8').split('\r\n').slice(0, -1));
-  return { out: JSON.parse(child.stdout.trim().split('\n').pop()), texts: lines.map((l) => l.slice(9)) };
+  const lines = traceFiles(dir).flatMap((f) => fs.readFileSync(path.join(dir, f), 'utf8').split('\r\n').slice(0, -1));
+  const printed = child.stdout.trim().split('\n');
+  return { out: JSON.parse(printed.find((l) => l.startsWith('['))), texts: lines.map((l) => l.slice(9)), printed };
 }
 
 test('without a bootstrapper; the version computed and traced once under concurrent first calls', () => {
@@ -32,21 +37,19 @@ test('without a bootstrapper; the version computed and traced once under concurr
   assert.deepStrictEqual(['C:\\setup.exe', 'C:\\Setup\\setup.exe'].map(directory), ['C:\\', 'C:\\Setup']);
 });
 
-test('with the bootstrapper\'s objects: the command line (at most 1024 units), the splash screen, /log', () => {
+test('through the bootstrapper: the command line (at most 1024 units), the splash screen, /log', () => {
   const machine = packageMachine('product'), root = machine.env.INSTALLER_ORNEL_MACHINE;
-  const objects = (text) => () => machineTool(root, 'mapping', 'remove', MAPPING) &&
-    machineTool(root, 'mapping', 'create', MAPPING, text) && machineTool(root, 'event', 'create', SPLASH);
   const body = 'on(); out.push(control.getCommandLine(), control.hideSplashScreen());';
-  const { out, texts } = ui(body, { machine, level: 800, setup: objects('setup.exe /quiet') });
+  const { out, texts, printed } = ui(body, { machine, level: 800, commandLine: 'setup.exe /quiet' });
   assert.deepStrictEqual(out, ['setup.exe /quiet', 0]);
   assert.deepStrictEqual(texts.slice(0, 4), ['setup.exe /quiet', 'bl\t0', 'bl\tSet gui event1', 'bl\tHide splash screen']);
-  assert.strictEqual(machineTool(root, 'event', 'wait', SPLASH, '0').status, 0);
-  const long = ui(body, { machine, level: 800, setup: objects('x'.repeat(1100)) });  // no zero within 2048 bytes
+  assert.ok(printed.includes('splash screen hidden'));
+  const long = ui(body, { machine, level: 800, commandLine: 'x'.repeat(1100) });  // no zero within 2048 bytes
   assert.deepStrictEqual([long.out[0], long.texts[0]], ['x'.repeat(1024), 'bl\t0']);  // too long to trace below 1000
   // run: the first switch names the trace file's directory (the switch's cases: log_switch_test.cc).
   const logs = path.join(root, 'drive_c', 'My Logs');
   fs.mkdirSync(logs);
-  assert.deepStrictEqual(ui('out.push(app.run(), app.run());', { machine, setup: objects('/log "C:\\My Logs" /log C:\\') }).out, [true, true]);
+  assert.deepStrictEqual(ui('out.push(app.run(), app.run());', { machine, commandLine: '/log "C:\\My Logs" /log C:\\' }).out, [true, true]);
   assert.match(fs.readFileSync(path.join(logs, traceFiles(logs)[0]), 'utf8'), /^\d\d:\d\d:\d\d\tbl\tApplication run\r\n/);
   machine.remove();
 });
