@@ -9,8 +9,7 @@ const REPO = path.join(__dirname, '..', '..'), BOOTSTRAPPER = path.join(REPO, 't
 const PRODUCT = path.join(buildDir, 'tests', 'fixtures', 'product.msi');
 const VERSION = 'osMajorVer=10 osMinorVer=0 osBuildNumber=19045 osServicePackNumber=0 osEdition=256 osProductType=1';
 
-// Runs `body`, which pushes its results to `out` (`on()` turns tracing on), after `setup(root)`; through
-// the bootstrapper when given its `commandLine`.
+// Runs `body` (results pushed to `out`; `on()` traces) after `setup(root)`, through the bootstrapper given `commandLine`.
 function ui(body, { setup = () => {}, cwd, level = 700, machine = packageMachine('product'), commandLine } = {}) {
   const root = machine.env.INSTALLER_ORNEL_MACHINE, dir = cwd || fs.mkdtempSync(path.join(os.tmpdir(), 'ornel-ui-'));
   setup(root);
@@ -48,7 +47,7 @@ test('through the bootstrapper: the command line (at most 1024 units), the splas
   assert.deepStrictEqual([long.out[0], long.texts[0]], ['x'.repeat(1024), 'bl\t0']);  // too long to trace below 1000
   // run: the first switch names the trace file's directory (the switch's cases: log_switch_test.cc).
   const logs = path.join(root, 'drive_c', 'My Logs');
-  fs.mkdirSync(logs);
+  fs.mkdirSync(logs);  // run opens no directory itself
   assert.deepStrictEqual(ui('out.push(app.run(), app.run());', { machine, commandLine: '/log "C:\\My Logs" /log C:\\' }).out, [true, true]);
   assert.match(fs.readFileSync(path.join(logs, traceFiles(logs)[0]), 'utf8'), /^\d\d:\d\d:\d\d\tbl\tApplication run\r\n/);
   machine.remove();
