@@ -90,3 +90,14 @@ test('reboot records the restart or gives the failing step\'s code; startProduct
   }
   machine.remove();
 });
+
+test('startProduct runs the installed product\'s script in its install directory', async () => {
+  const machine = packageMachine('launcher'), root = machine.env.INSTALLER_ORNEL_MACHINE;
+  const cwd = path.join(root, 'drive_c', 'Setup'), installed = path.join(root, 'drive_c', 'Program Files', 'Ornel Launcher');
+  assert.strictEqual(machineTool(root, 'install', path.join(cwd, 'brindle_installer.msi')).out, '0');
+  assert.deepStrictEqual(ui('out.push(control.startProduct());', { machine, cwd }).out, [0]);
+  const started = path.join(installed, 'started.txt');  // the script runs detached
+  for (let i = 0; i < 100 && !fs.existsSync(started); i++) await new Promise((r) => setTimeout(r, 50));
+  assert.strictEqual(fs.readFileSync(started, 'utf8').trim(), installed);
+  machine.remove();
+});
