@@ -82,6 +82,9 @@ test('reboot records the restart or gives the failing step\'s code; startProduct
   assert.deepStrictEqual([ui('out.push(control.reboot());', { machine }).out, /0x00000006.*0x80000001/.test(machineTool(root, 'restarts').out)], [[0], true]);
   const unrecordable = () => fs.rmSync(path.join(root, 'records'), { recursive: true }) || fs.writeFileSync(path.join(root, 'records'), '');
   assert.deepStrictEqual(ui('control.reboot((code) => out.push(code));', { machine, setup: unrecordable }).out, [29]);
+  // A standard user of a server lacks the shutdown right: the restart step fails with 1314.
+  const serverUser = (r) => fs.appendFileSync(path.join(r, 'machine.conf'), 'userIsAdmin=0\nwindowsProductType=3\n');
+  assert.deepStrictEqual(ui('out.push(control.reboot());', { setup: serverUser }).out, [1314]);
   for (const [target, expected] of [['[', 'invalid string position'], ['[#missing_product.exe]', 2]]) {
     const cwd = fs.mkdtempSync(path.join(os.tmpdir(), 'ornel-ui-')), msi = path.join(cwd, 'brindle_installer.msi');
     fs.copyFileSync(PRODUCT, msi);

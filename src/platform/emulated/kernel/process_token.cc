@@ -2,7 +2,8 @@
 //
 // The process has one token. Its privileges are those the machine's user
 // holds (machine.conf userIsAdmin: an administrator holds them all, another
-// user the few Windows gives every user), each disabled until
+// user the few Windows gives every user, less the shutdown right on a
+// server), each disabled until
 // AdjustTokenPrivileges enables it; a privilege removed from the token
 // (SE_PRIVILEGE_REMOVED) is gone for good. Both sets are process-wide and
 // guarded by one mutex; token handles only carry their access rights.
@@ -73,10 +74,12 @@ std::set<DWORD>& removedPrivileges() {
 }
 
 // Whether the token holds the privilege: the user has it and it was not removed.
-bool tokenHolds(DWORD luid, bool admin) {
+// On a server, "Shut down the system" is not a right of every user: by
+// default only administrators and backup operators hold it there.
+bool tokenHolds(DWORD luid, bool admin, bool server) {
   if (removedPrivileges().count(luid) != 0) return false;
   for (const Privilege& p : kPrivileges) {
-    if (p.luid == luid) return admin || p.everyUser;
+    if (p.luid == luid) return admin || (p.everyUser && !(server && luid == kShutdownLuid));
   }
   return false;
 }
@@ -152,7 +155,8 @@ extern "C" BOOL AdjustTokenPrivileges(HANDLE TokenHandle, BOOL DisableAllPrivile
     return emulated::fail(ERROR_ACCESS_DENIED);
   }
   if (!DisableAllPrivileges && NewState == nullptr) return emulated::fail(ERROR_INVALID_PARAMETER);
-  const bool admin = emulated::readMachineFacts().userIsAdmin;
+  const emulated::MachineFacts facts = emulated::readMachineFacts();
+  const bool admin = facts.userIsAdmin, server = facts.productType != 1;
   std::lock_guard<std::mutex> lock(emulated::tokenMutex);
   std::set<DWORD>& enabled = emulated::enabledPrivileges();
   // The privileges this call changes, and whether the token lacks any.
@@ -164,7 +168,7 @@ extern "C" BOOL AdjustTokenPrivileges(HANDLE TokenHandle, BOOL DisableAllPrivile
   } else {
     for (DWORD i = 0; i < NewState->PrivilegeCount; ++i) {
       const LUID_AND_ATTRIBUTES& entry = NewState->Privileges[i];
-      if (entry.Luid.HighPart != 0 || !emulated::tokenHolds(entry.Luid.LowPart, admin)) {
+      if (entry.Luid.HighPart != 0 || !emulated::tokenHolds(entry.Luid.LowPart, admin, server)) {
         allAssigned = false;
         continue;
       }
