@@ -446,43 +446,51 @@ UINT removeFiles(Session& session) {
   return ERROR_SUCCESS;
 }
 
-UINT createFolders(Session& session) {
-  const ChangeAction action(session, u"CreateFolders");
-  if (action.script() == nullptr) return ERROR_SUCCESS;
+namespace {
+
+// The CreateFolder rows whose component `wanted` picks, each with its
+// folder's Windows path.
+template <typename Visit>
+void createFolderRows(const Session& session, bool (*wanted)(const Session&, std::u16string_view), Visit visit) {
   const auto rows = session.tables().select("SELECT `Directory_`, `Component_` FROM `CreateFolder`");
   for (const TableRow& row : rows ? *rows : std::vector<TableRow>{}) {
     const std::u16string folder = directoryPath(session, fieldText(row, 0));
-    if (!installsComponent(session, fieldText(row, 1)) || folder.empty()) continue;
-    const std::string host = hostPath(folder);
+    if (wanted(session, fieldText(row, 1)) && !folder.empty()) visit(folder);
+  }
+}
+
+// Removes the folder when it is empty. One that cannot go stays, as on
+// Windows: no error.
+auto removeIfEmpty(std::string host) {
+  return [host = std::move(host)](Session&, InstallJournal& journal) {
+    removeEmptyFolder(journal, host);
+    return UINT(ERROR_SUCCESS);
+  };
+}
+
+}  // namespace
+
+UINT createFolders(Session& session) {
+  const ChangeAction action(session, u"CreateFolders");
+  if (action.script() == nullptr) return ERROR_SUCCESS;
+  createFolderRows(session, installsComponent, [&](const std::u16string& folder) {
     action.add(action.actionData({std::nullopt, folder}), kOperationTicks,
-               [host, folder](Session& s, InstallJournal& journal) {
+               [host = hostPath(folder), folder](Session& s, InstallJournal& journal) {
                  const UINT code = journal.createFolder(host);
                  return code == ERROR_SUCCESS ? code : folderError(s, folder);
                });
-  }
+  });
   return ERROR_SUCCESS;
 }
 
 UINT removeFolders(Session& session) {
   const ChangeAction action(session, u"RemoveFolders");
   if (action.script() == nullptr) return ERROR_SUCCESS;
-  const auto rows = session.tables().select("SELECT `Directory_`, `Component_` FROM `CreateFolder`");
-  for (const TableRow& row : rows ? *rows : std::vector<TableRow>{}) {
-    const std::u16string folder = directoryPath(session, fieldText(row, 0));
-    if (!removesComponent(session, fieldText(row, 1)) || folder.empty()) continue;
-    const std::string host = hostPath(folder);
-    action.add(action.actionData({std::nullopt, folder}), kOperationTicks,
-               [host](Session&, InstallJournal& journal) {
-                 // A folder that cannot go stays, as on Windows: no error.
-                 removeEmptyFolder(journal, host);
-                 return UINT(ERROR_SUCCESS);
-               });
-  }
+  createFolderRows(session, removesComponent, [&](const std::u16string& folder) {
+    action.add(action.actionData({std::nullopt, folder}), kOperationTicks, removeIfEmpty(hostPath(folder)));
+  });
   for (const std::string& host : foldersToTidy(session)) {
-    action.add(u"", 0, [host](Session&, InstallJournal& journal) {
-      removeEmptyFolder(journal, host);
-      return UINT(ERROR_SUCCESS);
-    });
+    action.add(u"", 0, removeIfEmpty(host));
   }
   return ERROR_SUCCESS;
 }
