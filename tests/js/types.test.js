@@ -9,6 +9,7 @@ const { spawnSync } = require('node:child_process');
 const fs = require('node:fs');
 const os = require('node:os');
 const path = require('node:path');
+const { pathToFileURL } = require('node:url');
 
 const root = path.join(__dirname, '..', '..');
 const example = path.join(root, 'examples', 'typescript-ui');
@@ -45,4 +46,10 @@ test('unmarked, each misuse fails on its own line and nothing else fails', (t) =
   const failed = out.split('\n').filter((line) => / error TS\d+:/.test(line))
     .map((line) => Number((/ui\.ts\((\d+),\d+\): error/.exec(line) || [])[1]));
   assert.deepStrictEqual([...new Set(failed)].sort((a, b) => a - b), marked, out);
+});
+
+test('an ES module imports query by name, as the declarations export it', () => {
+  const source = `import { query } from ${JSON.stringify(pathToFileURL(path.join(root, 'index.js')).href)}; process.stdout.write(typeof query);`;
+  const run = spawnSync(process.execPath, ['--input-type=module', '-e', source], { encoding: 'utf8' });
+  assert.strictEqual(run.stdout, 'function', run.stderr);
 });
