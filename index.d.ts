@@ -20,6 +20,12 @@
 // any argument and turns other objects into "", 0 or false; those forms are
 // left out on purpose, since a UI that relies on them has a bug.
 //
+// Records (FeatureInfo, ConflictedProductInfo, ProgressInfo) arrive as data
+// objects without Object.prototype: they have no toString or hasOwnProperty,
+// and String(record) throws; JSON.stringify and Object.keys work. They are
+// declared as plain interfaces all the same, so that a UI's own code and
+// tests can build them from object literals.
+//
 // Methods must be called on their service object: taken off it and called
 // alone they throw TypeError("Illegal invocation"). Numbers come back as
 // signed 32-bit integers, so a code of 0x80000000 or more arrives negative.
@@ -33,24 +39,8 @@ export interface OutParam<T> {
   value?: T;
 }
 
-/** What every record object lacks: it has no Object.prototype, so these read as undefined (use JSON.stringify or Object.keys instead). */
-export interface NativeRecord {
-  /** Absent: `String(record)` and template literals throw TypeError on a record. */
-  toString?: undefined;
-  /** Absent on a record object. */
-  toLocaleString?: undefined;
-  /** Absent on a record object. */
-  valueOf?: undefined;
-  /** Absent: use `Object.prototype.hasOwnProperty.call(record, key)` or `key in record`. */
-  hasOwnProperty?: undefined;
-  /** Absent on a record object. */
-  isPrototypeOf?: undefined;
-  /** Absent on a record object. */
-  propertyIsEnumerable?: undefined;
-}
-
 /** A feature's install-level rule from the package's Condition table ("" and 0 when it has none). */
-export interface ActiveInstallLevel extends NativeRecord {
+export interface ActiveInstallLevel {
   /** The condition text, for example "VersionNT >= 601"; "" when the feature has no Condition row. */
   condition: string;
   /** The level the feature gets when the condition holds; 0 when it has no Condition row. */
@@ -58,7 +48,7 @@ export interface ActiveInstallLevel extends NativeRecord {
 }
 
 /** One feature of the package's feature tree, as getProductFeatures hands it out. */
-export interface FeatureInfo extends NativeRecord {
+export interface FeatureInfo {
   /** The feature's key (Feature.Feature), unique in the package. */
   name: string;
   /** The parent feature's key; "" for a top-level feature. */
@@ -80,7 +70,7 @@ export interface FeatureInfo extends NativeRecord {
 }
 
 /** The related product installed on the machine that this package would meet. */
-export interface ConflictedProductInfo extends NativeRecord {
+export interface ConflictedProductInfo {
   /** The installed product's registered name. */
   productName: string;
   /** The installed product's product code, braces included (what runUninstallProduct takes). */
@@ -96,7 +86,7 @@ export interface ConflictedProductInfo extends NativeRecord {
 }
 
 /** The latest progress of a running setup operation, as progressChanged receives it. */
-export interface ProgressInfo extends NativeRecord {
+export interface ProgressInfo {
   /** Percentage of the bar, 0 to 100 (0 before the first progress reset). */
   progress: number;
   /** The current action's text, for example "Action 9:05:03: InstallFiles. Copying new files". */
@@ -109,7 +99,7 @@ export interface ProgressInfo extends NativeRecord {
 export interface ProgressReceiver {
   /** About once a second while the operation runs, with the latest progress (repeated when nothing changed); never after completed. */
   progressChanged: (info: ProgressInfo) => void;
-  /** Once at the end with Windows Installer's result: 0 done, 3010 done but a restart is needed, 1602 cancelled by the user, 1603 failed (a launch condition or an action), 1605 product not installed, 1618 another installation is running, 1638 another version is installed, 1619/1620 package cannot be opened / is invalid. */
+  /** Once at the end with Windows Installer's result: 0 done, 3010 done but a restart is needed, 1602 cancelled by the user, 1603 failed (a launch condition or an action), 1605 product not installed, 1618 another installation is running, 1638 another version is installed, 1619/1620 package cannot be opened / is invalid, 1639 a malformed properties text, 87 a malformed product code. */
   completed: (result: number) => void;
 }
 

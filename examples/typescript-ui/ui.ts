@@ -126,7 +126,7 @@ start();
 welcome((related) => {
   if (related?.isBeta) show(`fixing the beta: ${control.fixBeta()}`);
   const cancel = install((code) => finish(code, code === 0 ? 'start' : 'quit'));
-  setTimeout(cancel, 60_000);
+  setTimeout(cancel, 60_000); // stands in for the Cancel button: give up after a minute
 });
 const names: ServiceName[] = ['application', 'trace_helper'];
 names.forEach((name) => show(`${name}: ${Object.keys(query(name)).join(', ')}`));
@@ -155,8 +155,8 @@ function misuses(features: FeatureInfo[], related: ConflictedProductInfo, box: O
   product.getProperty('ProductVersion', (value: string, error: Error) => show(value + error.message));
   // @ts-expect-error the box's value is undefined until a synchronous call fills it
   show(box.value.productName);
-  // @ts-expect-error records have no Object.prototype: toString is undefined
-  show(related.toString());
+  // @ts-expect-error runUninstallProduct takes a command line before the receiver
+  setup.runUninstallProduct(related.productCode, progressBar('Removing', () => {}));
   // @ts-expect-error the setup type is 0 to 4
   if (product.getSetupType() === 5) show('impossible');
   // @ts-expect-error the features go into an array, not a box
