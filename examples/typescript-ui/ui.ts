@@ -42,8 +42,11 @@ function show(line: string): void {
 function start(): void {
   app.run();
   const debug: OutParam<boolean> = {};
-  query('debug_configuration').isDebug(debug);
+  const configuration = query('debug_configuration');
+  configuration.isDebug(debug);
   if (debug.value) tracer.setTraceLevel(1000);
+  // The asynchronous form hands back the code only: its box stays empty.
+  configuration.isDebug({}, (code) => log.trace(`debug configuration read: ${code}`, 800));
   const enabled: OutParam<boolean> = {};
   const level: OutParam<number> = {};
   tracer.getTraceState(enabled, level);
