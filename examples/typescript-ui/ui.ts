@@ -29,8 +29,8 @@ const control = query('installer_controller');
 const SETUP_TYPES: Record<SetupType, string> = {
   0: 'unknown',
   1: 'a new installation',
-  2: 'a change of the installed product',
-  3: 'an upgrade of a related product',
+  2: 'the product installed from another package',
+  3: 'an upgrade of an installed related product',
   4: 'already installed',
 };
 
