@@ -131,22 +131,30 @@ bool InstallProgressState::readFields(const WCHAR* text) {
 std::int32_t LatestProgress::accept(const InstallMessage& message) {
   if (message.kind != InstallMessageKind::progress) return 0;
   std::lock_guard<std::mutex> guard(lock_);
-  last_ = message;
+  kept_ = true;
+  latest_.progress = message.progress.value_or(0);
+  latest_.forward = message.forward;
+  if (!actionKept_ || actionGeneration_ != message.actionGeneration) {
+    latest_.action = message.action;
+    actionGeneration_ = message.actionGeneration;
+    actionKept_ = true;
+  }
   return cancelled_ ? IDCANCEL : IDOK;
 }
 
 bool LatestProgress::read(ProgressInfo& info) {
   std::lock_guard<std::mutex> guard(lock_);
-  if (!last_) return false;
-  info.progress = last_->progress.value_or(0);
-  info.action = last_->action;
-  info.forward = last_->forward;
+  if (!kept_) return false;
+  info.progress = latest_.progress;
+  info.forward = latest_.forward;
+  info.action = latest_.action;
   return true;
 }
 
 void LatestProgress::clear() {
   std::lock_guard<std::mutex> guard(lock_);
-  last_.reset();
+  kept_ = false;
+  actionKept_ = false;
 }
 
 }  // namespace msi_wrapper

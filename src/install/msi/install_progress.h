@@ -38,6 +38,7 @@ struct InstallMessage {
   InstallMessageKind kind = InstallMessageKind::none;
   std::optional<std::int32_t> progress;  // set for kind progress only
   platform::wstring action;              // the current action's text
+  std::uint32_t actionGeneration = 0;    // changes whenever action does, within one operation
   bool forward = true;
 };
 
@@ -81,7 +82,11 @@ class InstallProgressState {
  * The latest progress message of the running operation and its
  * cancellation: accept() runs on the operation's thread (the setup
  * manager's message callback), read() on the progress poller's. The lock
- * guards the message and the reading of the cancellation in accept().
+ * guards the kept state and the reading of the cancellation in accept().
+ *
+ * Most messages of an action only move the bar, so the action text is
+ * copied when its generation differs from the kept one; clear() forgets
+ * the generation, since the next operation counts from the start again.
  */
 class LatestProgress {
  public:
@@ -101,7 +106,10 @@ class LatestProgress {
 
  private:
   std::mutex lock_;
-  std::optional<InstallMessage> last_;
+  bool kept_ = false;
+  bool actionKept_ = false;
+  std::uint32_t actionGeneration_ = 0;
+  ProgressInfo latest_;
   std::atomic<bool> cancelled_{false};
 };
 

@@ -182,6 +182,7 @@ INT MsiSetupManager::report(UINT messageType, LPCWSTR text) const {
     message.action = progressState_.actionText();
     messageGeneration_ = progressState_.actionGeneration();
   }
+  message.actionGeneration = messageGeneration_;
   return messageCallback_(message);
 }
 
