@@ -20,7 +20,7 @@ test('the README shows examples/install-with-progress.js verbatim', () => {
 
 test('the example installs with progress, started elsewhere than beside the package, and ends with 0', () => {
   const machine = packageMachine('product');
-  fs.appendFileSync(path.join(machine.env.INSTALLER_ORNEL_MACHINE, 'machine.conf'), 'installTickDelayMs=300\n');
+  fs.appendFileSync(path.join(machine.env.INSTALLER_ORNEL_MACHINE, 'machine.conf'), 'installTickDelayMs=500\n');
   const run = spawnSync(process.execPath, [path.join(root, EXAMPLE)],
     { cwd: machine.dir, env: machine.env, encoding: 'utf8', timeout: 60000 });
   machine.remove();
