@@ -1,0 +1,46 @@
+'use strict';
+// The README shows the example UI script as it is, the script installs the
+// package of an emulated machine with progress, and docs/guide.md documents
+// every method of every service, and no other.
+const test = require('node:test');
+const assert = require('node:assert');
+const fs = require('fs');
+const path = require('path');
+const { spawnSync } = require('child_process');
+const { packageMachine } = require('./package_machine');
+
+const root = path.join(__dirname, '..', '..');
+const read = (file) => fs.readFileSync(path.join(root, file), 'utf8');
+const EXAMPLE = 'examples/install-with-progress.js';
+
+test('the README shows examples/install-with-progress.js verbatim', () => {
+  const blocks = [...read('README.md').matchAll(/```js\n([\s\S]*?)```/g)].map((m) => m[1]);
+  assert.ok(blocks.includes(read(EXAMPLE)));
+});
+
+test('the example installs with progress, started elsewhere than beside the package, and ends with 0', () => {
+  const machine = packageMachine('product');
+  fs.appendFileSync(path.join(machine.env.INSTALLER_ORNEL_MACHINE, 'machine.conf'), 'installTickDelayMs=500\n');
+  const run = spawnSync(process.execPath, [path.join(root, EXAMPLE)],
+    { cwd: machine.dir, env: machine.env, encoding: 'utf8', timeout: 60000 });
+  machine.remove();
+  assert.strictEqual(run.status, 0, run.stderr);
+  assert.match(run.stdout, /^ *\d+% \[[#-]{20}\] Action \d+:\d\d:\d\d: \w+\. /m);
+  assert.match(run.stdout, /\ncompleted\(0\)\n$/);
+});
+
+test('the guide has a heading for each method of each service', () => {
+  const { query } = require(root);
+  const documented = {};
+  let service;
+  for (const line of read('docs/guide.md').split('\n')) {
+    const heading = /^### ([a-z_]+)$/.exec(line);
+    if (heading) documented[service = heading[1]] = [];
+    else if (line.startsWith('#### ')) documented[service].push(...[...line.matchAll(/`(?:\w+\.)?(\w+)\(/g)].map((m) => m[1]));
+  }
+  const SERVICES = ['application', 'installer_controller', 'msi_product_info', 'msi_package_info',
+    'msi_setup_manager', 'tracer_controller', 'trace_helper', 'debug_configuration'];
+  const actual = Object.fromEntries(SERVICES.map((name) => [name, Object.keys(query(name)).sort()]));
+  for (const name of Object.keys(documented)) documented[name].sort();
+  assert.deepStrictEqual(documented, actual);
+});
