@@ -69,7 +69,7 @@ TEST_F(TracerFile, EachLineIsTimeStampTabTextCrLf) {
   EXPECT_TRUE(matched) << content.substr(0, 9);
 }
 
-// Levels and turning off and on are tested end to end (tests/js/tracing.test.js).
+// Levels, turning off and on, and a full disk are tested end to end (tests/js/tracing.test.js).
 TEST_F(TracerFile, LinesKeepAppendingAcrossTurningTracingOffAndOn) {
   std::ofstream(traceFile(), std::ios::binary) << "00:00:00\tearlier run\r\n";
   ASSERT_EQ(tracer_->openLogFile(), 0u);
@@ -95,19 +95,6 @@ TEST_F(TracerFile, AMissingDirectoryFailsTheOpenAndTracingStaysOff) {
   ASSERT_EQ(::mkdir(traceFile().c_str(), 0755), 0);
   EXPECT_EQ(tracer_->openLogFile(), 0x8000004Bu);
   EXPECT_FALSE(tracer_->isLogFileOpen());
-}
-
-TEST_F(TracerFile, AFullDiskStopsWritingUntilTheNextOpen) {
-  ASSERT_EQ(::symlink("/dev/full", traceFile().c_str()), 0);
-  ASSERT_EQ(tracer_->openLogFile(), 0u);
-  tracer_->traceText(u"lost to a full disk", 700);
-  tracer_->traceText(u"not tried", 700);
-  EXPECT_TRUE(tracer_->isLogFileOpen());
-  tracer_->closeLogFile();
-  ASSERT_EQ(::unlink(traceFile().c_str()), 0);
-  ASSERT_EQ(tracer_->openLogFile(), 0u);
-  tracer_->traceText(u"written again", 700);
-  EXPECT_EQ(finish(), (Strings{"written again", "tracer closed"}));
 }
 
 TEST_F(TracerFile, ConcurrentLinesNeverInterleave) {
