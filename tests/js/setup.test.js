@@ -59,7 +59,7 @@ test('one operation at a time: a second run gets 1618, a run started in complete
 
 test('log flags, and the Windows Installer log that initLog chooses', () => {
   const { events, child } = runUi('product', `
-    events.push(['flags', [1, 3, 2, 0, -1].map((level) => setup.getMsiLogFlags(level))]);
+    events.push(['flags', [1, 3, 2, 0, 4, -1].map((level) => setup.getMsiLogFlags(level))]);
     const log = require('path').join(process.cwd(), 'verbose.log');
     events.push(['init', setup.initLog('Z:' + log.replace(/\\//g, '\\\\'), 3)]);
     setup.runPreinstallTask('', receiver('logged', () => {
@@ -67,7 +67,7 @@ test('log flags, and the Windows Installer log that initLog chooses', () => {
       setup.initLog('', 3);
       setup.runPreinstallTask('', receiver('unlogged'));
     }));`);
-  assert.deepStrictEqual(events.find((e) => e[0] === 'flags')[1], [16386, 8159, 5120, 5120, 5120]);
+  assert.deepStrictEqual(events.find((e) => e[0] === 'flags')[1], [16386, 8159, 5120, 5120, 5120, 5120]);
   assert.deepStrictEqual(completions(events), [['logged', 0], ['unlogged', 0]]);
   const log = events.find((e) => e[0] === 'log')[1];
   assert.match(log, /Verbose logging started/);
