@@ -22,7 +22,8 @@ std::unique_ptr<MsiProductInfoInterface> productOf(const std::string& name) {
 TEST(MsiProductInfo, InstallDirectoryWalksTheLongNames) {
   // product: INSTALLDIR > VENDOR|Some Vendor > "." (ProgramFilesFolder) > TARGETDIR. Below the top level a "."
   // is a segment like any other; the folder under TARGETDIR is never looked at; the walk stops at a missing
-  // row (keeping INSTALLDIR's own name) or where a parent chain loops. With nothing from the walk:
+  // row (keeping INSTALLDIR's own name) or where a parent chain loops; a quote in a parent's name is a name like
+  // any other (it once broke the walk's query). With nothing from the walk:
   // Manufacturer and ProductName, no trailing "\".
   const struct {
     const char* package;
@@ -30,6 +31,7 @@ TEST(MsiProductInfo, InstallDirectoryWalksTheLongNames) {
   } cases[] = {
       {"product", u"C:\\Program Files\\Some Vendor\\Some App\\"},
       {"install_dot_segment", u"C:\\Program Files\\Some Vendor\\.\\Some App\\"},
+      {"install_quoted_parent", u"C:\\Program Files\\Some Vendor\\Some App\\"},  // parent Vendor'Dir
       {"install_under_appdata", u"C:\\Program Files\\Some Vendor\\Some App\\"},
       {"install_missing_parent", u"C:\\Program Files\\Some App\\"},
       {"install_loop", u"C:\\Program Files\\Some Vendor\\Some App\\"},
@@ -47,6 +49,7 @@ TEST(ResolveDirectoryPath, StopsWithACode) {
     const char16_t* path;
   } cases[] = {
       {"product", 0, u"Some Vendor\\Some App\\"},
+      {"install_quoted_parent", 0, u"Some Vendor\\Some App\\"},
       {"install_missing_parent", ERROR_NO_MORE_ITEMS, u"Some App\\"},
       {"install_loop", ERROR_INVALID_DATA, u"Some Vendor\\Some App\\"},
       {"no_install_dir", ERROR_NO_MORE_ITEMS, u""},
