@@ -10,19 +10,10 @@ const fs = require('fs');
 const path = require('path');
 const m = require('./install_machine');
 
-const v1 = m.fixture('scenario_v1');
-const sweeps = [
-  { name: 'installation', prepare: () => {}, command: ['install', v1] },
-  { name: 'removal', prepare: (root) => m.tool(root, 'install', v1), command: ['uninstall', m.V1] },
-];
-
-for (const { name, prepare, command } of sweeps) {
+for (const { name, prepare, command } of m.RUNS) {
   test(`a cancel at each message of the ${name} takes everything back`, () => {
     const messages = (root) => path.join(root, '..', `${path.basename(root)}.json`);
-    const probe = m.freshMachine();
-    prepare(probe);
-    assert.strictEqual(m.tool(probe, ...command, '--messages', messages(probe)).out, '0');
-    const full = m.readMessages(messages(probe));
+    const full = m.probe({ prepare, command });
     assert.ok(m.decodeProgress(full).resets.length >= 2, 'a generation, then an execution');
 
     const root = m.freshMachine();
@@ -36,9 +27,7 @@ for (const { name, prepare, command } of sweeps) {
       assert.ok(rollback.length <= 1 && rollback.every((reset) => reset.reported === reset.total), `rollback at ${at}`);
       if (at === full.length) assert.strictEqual(rollback.length, 1, 'a rollback after the last message');
     }
-    for (const dir of [probe, root]) {
-      fs.rmSync(dir, { recursive: true, force: true });
-      fs.rmSync(messages(dir), { force: true });
-    }
+    fs.rmSync(root, { recursive: true, force: true });
+    fs.rmSync(messages(root), { force: true });
   });
 }
