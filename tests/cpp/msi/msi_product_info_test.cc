@@ -1,7 +1,9 @@
-// MsiProductInfo's package readers on real packages: the directory walk's edge cases and cabinets script cannot set up.
+// MsiProductInfo's package readers on real packages: the directory walk's edge cases and cabinets script cannot set up;
+// and where the default package lies, beside the host executable.
 #include <gtest/gtest.h>
 
 #include "../support/test_packages.h"
+#include "install/msi/default_package.h"
 #include "install/msi/msi_database.h"
 #include "install/msi/msi_product_info_interface.h"
 #include "install/msi/package_readers.h"
@@ -68,6 +70,14 @@ TEST(MsiProductInfo, CabinetsOutsideThePackage) {
   // Media rows: #product.cab (embedded), disk1.cab, and an empty name.
   EXPECT_EQ(productOf("product")->getCabFileNames(), std::vector<platform::wstring>{u"disk1.cab"});
   EXPECT_EQ(productOf("no_media")->getCabFileNames(), std::vector<platform::wstring>{});
+}
+
+TEST(DefaultPackage, TheDirectoryOfTheHostExecutable) {
+  const std::pair<const char16_t*, const char16_t*> cases[] = {
+      {u"C:\\Program Files\\Setup\\setup.exe", u"C:\\Program Files\\Setup"}, {u"C:\\Setup\\setup.exe", u"C:\\Setup"},
+      {u"C:\\setup.exe", u"C:\\"}, {u"\\\\server\\share\\setup.exe", u"\\\\server\\share"}, {u"C:setup.exe", u"C:"},
+      {u"Z:/usr/bin/node", u"Z:/usr/bin"}, {u"setup.exe", u""}, {u"\\setup.exe", u"\\"}};
+  for (const auto& [path, directory] : cases) EXPECT_EQ(installer::msi_wrapper::directoryOfPath(path), directory);
 }
 
 }  // namespace
