@@ -3,12 +3,10 @@
 // the progress messages as the add-on does.
 #include <gtest/gtest.h>
 
-#include <dirent.h>
 #include <sys/stat.h>
 
 #include <cstdio>
 #include <functional>
-#include <map>
 #include <string>
 #include <thread>
 #include <utility>
@@ -20,6 +18,7 @@
 #include "platform/emulated/msi_products.h"
 #include "platform/emulated/msi_ui.h"
 #include "platform/emulated/registry/registry_store.h"
+#include "root_snapshot.h"
 #include "session_support.h"
 
 namespace {
@@ -73,28 +72,16 @@ class InstallOperationTest : public session_test::SessionTest {
   }
 
   // Every file under the root with its bytes, and every folder of the
-  // drives; not the stores' lock files, nor machine.conf.
-  static void snapshot(const std::string& path, const std::string& name, std::map<std::string, std::string>* tree) {
-    struct stat st;
-    if (::lstat(path.c_str(), &st) != 0) return;
-    if (!S_ISDIR(st.st_mode)) {
-      const bool lock = name.size() >= 5 && name.compare(name.size() - 5, 5, ".lock") == 0;
-      if (!lock && name != "/machine.conf") (*tree)[name] = read(path);
-      return;
+  // drives and the registry; not the stores' lock files, nor machine.conf.
+  test_support::Tree machine() const {
+    test_support::Tree tree, kept;
+    test_support::snapshot(root_, "", tree);
+    for (const auto& [name, bytes] : tree) {
+      const bool folder = name.back() == '/', lock = name.size() > 5 && name.substr(name.size() - 5) == ".lock";
+      const bool drives = name.rfind("/drive_", 0) == 0 || name.rfind("/registry", 0) == 0;
+      if (!lock && name != "/machine.conf" && (!folder || drives)) kept.emplace(name, bytes);
     }
-    if (name.rfind("/drive_", 0) == 0 || name.rfind("/registry", 0) == 0) (*tree)[name + "/"] = "";
-    DIR* dir = ::opendir(path.c_str());
-    while (dirent* entry = dir ? ::readdir(dir) : nullptr) {
-      const std::string child = entry->d_name;
-      if (child != "." && child != "..") snapshot(path + "/" + child, name + "/" + child, tree);
-    }
-    if (dir) ::closedir(dir);
-  }
-
-  std::map<std::string, std::string> machine() const {
-    std::map<std::string, std::string> tree;
-    snapshot(root_, "", &tree);
-    return tree;
+    return kept;
   }
 
   // The watcher starts afresh, keeping when to cancel.
