@@ -3,7 +3,7 @@ const test = require('node:test');
 const assert = require('node:assert');
 const addons = require('./addons');
 
-// A Worker's load is refused: tests/js/worker.test.js.
+// A Worker's load is refused: tests/js/process_exit.test.js.
 const SERVICES = ['application', 'trace_helper', 'debug_configuration', 'tracer_controller',
   'msi_product_info', 'msi_package_info', 'msi_setup_manager', 'installer_controller'];
 
