@@ -1,6 +1,6 @@
 // Installations and removals through MsiInstallProductW and
-// MsiConfigureProductExW, watched by an external UI handler that decodes
-// the progress messages as the add-on does.
+// MsiConfigureProductExW, watched by an external UI handler that records
+// their messages and can cancel at one of them.
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
@@ -31,8 +31,8 @@ constexpr const char16_t* kUpgrade = u"{5E1A7C3B-2D4F-4A68-9B0C-1D2E3F405162}";
 constexpr const char16_t* kUninstallKey = u"HKLM\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
 
 // Every message, whether a reset announced a rollback (a backward bar),
-// and when to cancel. The bar itself is checked end to end, through the
-// add-on's decoder, by tests/js/install.test.js.
+// and when to cancel. The bar itself, as the add-on reads it, is checked
+// end to end by tests/js/install.test.js.
 struct Watcher {
   std::vector<std::pair<UINT, std::string>> messages;
   size_t cancelAt = SIZE_MAX;
