@@ -45,7 +45,7 @@ test('through the bootstrapper: the command line (at most 1024 units), the splas
   assert.ok(printed.includes('splash screen hidden'));
   const long = ui(body, { machine, level: 800, commandLine: 'x'.repeat(1100) });  // no zero within 2048 bytes
   assert.deepStrictEqual([long.out[0], long.texts[0]], ['x'.repeat(1024), 'bl\t0']);  // too long to trace below 1000
-  // run: the first switch names the trace file's directory (the switch's cases: log_switch_test.cc).
+  // run: the first switch names the trace file's directory (the switch's cases: log_paths_test.cc).
   const logs = path.join(root, 'drive_c', 'My Logs');
   fs.mkdirSync(logs);  // run opens no directory itself
   assert.deepStrictEqual(ui('out.push(app.run(), app.run());', { machine, commandLine: '/log "C:\\My Logs" /log C:\\' }).out, [true, true]);

@@ -1,11 +1,10 @@
 'use strict';
 const test = require('node:test');
 const assert = require('node:assert');
-const { shapes } = require('./addons');
+const { shapes, fails } = require('./addons');
 
 const { query } = shapes();
 const s = query('shapes');
-const fails = (fn, message) => assert.throws(fn, (e) => e instanceof Error && e.message === message);
 
 test('bound methods are named functions on the service object', () => {
   assert.strictEqual(s.echo.name, 'echo');

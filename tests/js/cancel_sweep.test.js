@@ -2,28 +2,20 @@
 // A cancel at every message of an installation and of a removal, one run
 // per message: each returns 1602 and leaves every path and byte under the
 // machine root as it was. A rollback of changes shows as one reset with
-// the bar moving backwards all the way; a cancel at the last message has
-// changes to take back.
+// the bar moving backwards all the way; a cancel before the execution has
+// nothing to take back, one at the last message has changes to.
 const test = require('node:test');
 const assert = require('node:assert');
 const fs = require('fs');
 const path = require('path');
 const m = require('./install_machine');
 
-const v1 = m.fixture('scenario_v1');
-const sweeps = [
-  { name: 'installation', prepare: () => {}, command: ['install', v1] },
-  { name: 'removal', prepare: (root) => m.tool(root, 'install', v1), command: ['uninstall', m.V1] },
-];
-
-for (const { name, prepare, command } of sweeps) {
+for (const { name, prepare, command } of m.RUNS) {
   test(`a cancel at each message of the ${name} takes everything back`, () => {
     const messages = (root) => path.join(root, '..', `${path.basename(root)}.json`);
-    const probe = m.freshMachine();
-    prepare(probe);
-    assert.strictEqual(m.tool(probe, ...command, '--messages', messages(probe)).out, '0');
-    const full = m.readMessages(messages(probe));
-    assert.ok(m.decodeProgress(full).resets.length >= 2, 'a generation, then an execution');
+    const full = m.probe({ prepare, command });
+    const execution = full.findIndex((msg) => /^1: 0 2: \d+ 3: 0 4: 0 $/.test(msg.text));  // its reset, 0-based
+    assert.ok(execution > 0 && m.decodeProgress(full).resets.length >= 2, 'a generation, then an execution');
 
     const root = m.freshMachine();
     prepare(root);
@@ -34,11 +26,10 @@ for (const { name, prepare, command } of sweeps) {
       assert.deepStrictEqual(m.snapshot(root), before, `cancelled at message ${at}`);
       const rollback = m.decodeProgress(m.readMessages(messages(root))).resets.filter((reset) => !reset.forward);
       assert.ok(rollback.length <= 1 && rollback.every((reset) => reset.reported === reset.total), `rollback at ${at}`);
+      if (at <= execution) assert.strictEqual(rollback.length, 0, 'nothing to take back before the execution');
       if (at === full.length) assert.strictEqual(rollback.length, 1, 'a rollback after the last message');
     }
-    for (const dir of [probe, root]) {
-      fs.rmSync(dir, { recursive: true, force: true });
-      fs.rmSync(messages(dir), { force: true });
-    }
+    fs.rmSync(root, { recursive: true, force: true });
+    fs.rmSync(messages(root), { force: true });
   });
 }

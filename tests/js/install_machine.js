@@ -3,6 +3,7 @@
 // Windows always has, the scenario tool's native half run directly (so a
 // test can kill it), a snapshot of every path and byte under a machine
 // root, and the add-on's reading of the progress messages (the UI's bar).
+const assert = require('assert');
 const { spawn, spawnSync } = require('child_process');
 const crypto = require('crypto');
 const fs = require('fs');
@@ -120,4 +121,22 @@ function decodeProgress(messages) {
   return { percents, resets };
 }
 
-module.exports = { TOOL, fixture, V1, V2, tool, startTool, freshMachine, snapshot, readMessages, decodeProgress };
+// The two runs the cancel and kill tests interrupt: an installation of
+// scenario_v1 on a fresh machine, and its removal. `probe` runs one to its
+// end on a machine of its own and gives its messages.
+const RUNS = [
+  { name: 'installation', prepare: () => {}, command: ['install', fixture('scenario_v1')] },
+  { name: 'removal', prepare: (root) => tool(root, 'install', fixture('scenario_v1')), command: ['uninstall', V1] },
+];
+function probe({ prepare, command }) {
+  const root = freshMachine();
+  prepare(root);
+  const messages = path.join(root, 'messages.json');
+  assert.strictEqual(tool(root, ...command, '--messages', messages).out, '0', `the ${command[0]} to its end`);
+  const read = readMessages(messages);
+  fs.rmSync(root, { recursive: true, force: true });
+  return read;
+}
+
+module.exports = { TOOL, fixture, V1, V2, RUNS, tool, startTool, freshMachine, probe, snapshot, readMessages,
+  decodeProgress };

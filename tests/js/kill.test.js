@@ -9,11 +9,6 @@ const fs = require('fs');
 const path = require('path');
 const m = require('./install_machine');
 
-const v1 = m.fixture('scenario_v1');
-const runs = [
-  { name: 'installation', prepare: () => {}, command: ['install', v1] },
-  { name: 'removal', prepare: (root) => m.tool(root, 'install', v1), command: ['uninstall', m.V1] },
-];
 const sleep = (ms) => new Promise((resolve) => setTimeout(resolve, ms));
 const count = (file) => (fs.existsSync(file) ? m.readMessages(file).length : 0);
 
@@ -28,13 +23,9 @@ function killPoints(messages, most) {
   return [reports[0], ...chosen.filter((_, i) => i % stride === 0)].map((i) => i + 1);
 }
 
-for (const { name, prepare, command } of runs) {
+for (const { name, prepare, command } of m.RUNS) {
   test(`a killed ${name} is taken back by the next engine call`, async () => {
-    const probe = m.freshMachine();
-    prepare(probe);
-    const probeMessages = path.join(probe, 'messages.json');
-    assert.strictEqual(m.tool(probe, ...command, '--messages', probeMessages).out, '0');
-    const points = killPoints(m.readMessages(probeMessages), 4);
+    const points = killPoints(m.probe({ prepare, command }), 4);
     assert.ok(points.length >= 2, `kill points ${points}`);
 
     const root = m.freshMachine({ installTickDelayMs: 100 });
@@ -54,7 +45,7 @@ for (const { name, prepare, command } of runs) {
       assert.deepStrictEqual(m.snapshot(root), before, `killed after message ${at}`);
     }
     assert.strictEqual(m.tool(root, ...command).out, '0', `the ${name} once taken back`);
-    for (const dir of [probe, root]) fs.rmSync(dir, { recursive: true, force: true });
+    fs.rmSync(root, { recursive: true, force: true });
     fs.rmSync(messages, { force: true });
   });
 }

@@ -59,7 +59,7 @@ test('one operation at a time: a second run gets 1618, a run started in complete
 
 test('log flags, and the Windows Installer log that initLog chooses', () => {
   const { events, child } = runUi('product', `
-    events.push(['flags', [1, 3, 2, 0, -1].map((level) => setup.getMsiLogFlags(level))]);
+    events.push(['flags', [1, 3, 2, 0, 4, -1].map((level) => setup.getMsiLogFlags(level))]);
     const log = require('path').join(process.cwd(), 'verbose.log');
     events.push(['init', setup.initLog('Z:' + log.replace(/\\//g, '\\\\'), 3)]);
     setup.runPreinstallTask('', receiver('logged', () => {
@@ -67,7 +67,7 @@ test('log flags, and the Windows Installer log that initLog chooses', () => {
       setup.initLog('', 3);
       setup.runPreinstallTask('', receiver('unlogged'));
     }));`);
-  assert.deepStrictEqual(events.find((e) => e[0] === 'flags')[1], [16386, 8159, 5120, 5120, 5120]);
+  assert.deepStrictEqual(events.find((e) => e[0] === 'flags')[1], [16386, 8159, 5120, 5120, 5120, 5120]);
   assert.deepStrictEqual(completions(events), [['logged', 0], ['unlogged', 0]]);
   const log = events.find((e) => e[0] === 'log')[1];
   assert.match(log, /Verbose logging started/);
@@ -103,24 +103,18 @@ test('an installation: progress about once a second, never back while forward, t
   assert.strictEqual(progress.at(-1)[2], 100);
 });
 
-test('a cancelled installation leaves the machine as it was; the next one installs', () => {
+// That a cancel at any message leaves every byte of the machine as it was: cancel_sweep.test.js.
+test('cancelTask cancels the installation, which is then not installed; the next one installs', () => {
   const { events } = runUi('product', `
     const info = query('msi_product_info');
     const install = receiver('install', () => events.push(['installed', info.getSetupType()]));
-    const fs = require('fs');
-    const file = (f) => require('path').join(process.env.INSTALLER_ORNEL_MACHINE, f);
-    // Every file of the machine with its content; the engine's lock aside.
-    const machine = () => fs.readdirSync(file(''), { recursive: true }).sort()
-      .filter((f) => fs.statSync(file(f)).isFile() && !/^kernel|\\.lock$/.test(f))
-      .map((f) => [f, fs.readFileSync(file(f), 'latin1')]);
-    const before = JSON.stringify(machine());
     let cancelled = false;
     setup.runSetupTask('', { ...receiver('cancelled', () => {
-      events.push(['after cancel', info.getSetupType(), JSON.stringify(machine()) === before]);
+      events.push(['after cancel', info.getSetupType()]);
       setup.runSetupTask('', install);
     }), progressChanged: () => { if (!cancelled) setup.cancelTask(); cancelled = true; } });`, { conf: SLOW });
   assert.deepStrictEqual(events.filter((e) => e[1] !== 'progress'),
-    [['cancelled', 'completed', 1602], ['after cancel', 1, true], ['install', 'completed', 0], ['installed', 4]]);
+    [['cancelled', 'completed', 1602], ['after cancel', 1], ['install', 'completed', 0], ['installed', 4]]);
 });
 
 test('uninstalling: the product goes, an unknown product gives 1605', () => {

@@ -55,16 +55,12 @@ class ActionsTest : public session_test::SessionTest {
   }
 };
 
+// Code, name, version, package code, upgrade code, location, cached package, features, language, components.
 void addProduct(const char16_t* code, const char16_t* upgradeCode, const char16_t* version, const char16_t* language) {
-  emulated::InstalledProduct product;
-  product.productCode = code;
-  product.upgradeCode = upgradeCode;
-  product.versionString = version;
-  product.language = language;
-  product.features = {{u"Complete", u"", INSTALLSTATE_LOCAL},
-                      {u"Tools", u"Complete", INSTALLSTATE_ABSENT},
-                      {u"Manuals", u"Complete", INSTALLSTATE_LOCAL}};
-  ASSERT_TRUE(emulated::saveInstalledProduct(product));
+  const std::vector<emulated::InstalledFeature> features = {
+      {u"Complete", u"", INSTALLSTATE_LOCAL}, {u"Tools", u"Complete", INSTALLSTATE_ABSENT},
+      {u"Manuals", u"Complete", INSTALLSTATE_LOCAL}};
+  ASSERT_TRUE(emulated::saveInstalledProduct({code, u"", version, u"", upgradeCode, u"", u"", features, language, {}}));
 }
 
 TEST_F(ActionsTest, FindRelatedProductsAppliesTheUpgradeAttributesAndMigratesFeatures) {

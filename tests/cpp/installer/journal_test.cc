@@ -16,8 +16,6 @@ using emulated::installer::InstallJournal;
 using emulated::registry::KeyPath;
 using test_support::snapshot;
 
-// Every folder (as "name/") and file with its bytes under `path`.
-
 const KeyPath kKey{u"HKEY_LOCAL_MACHINE", {u"Software", u"Maker", u"Product"}};
 const KeyPath kOld{u"HKEY_LOCAL_MACHINE", {u"Software", u"Old"}};
 

@@ -1,5 +1,5 @@
-// The decoding of install messages, the parameter parser, the log modes,
-// the single setup manager, the progress receiver's interface ids and the
+// The decoding of install messages, the parameter parser, the single
+// setup manager, the progress receiver's interface ids and the
 // walk of the execute sequence.
 #include "install/msi/msi_setup_manager.h"
 
@@ -91,11 +91,8 @@ TEST(SetupParameters, ParsesTheScriptsPropertyText) {
   EXPECT_EQ(SetupParameter(u"INSTALLDIR", u"C:\\a \"b\"").toString(), u"INSTALLDIR=\"C:\\a \"b\"\"");
 }
 
-TEST(SetupManager, LogModesAndTheSingleInstance) {
-  const std::pair<int, std::uint32_t> modes[] = {{1, 0x4002}, {3, 0x1FDF}, {2, 0x1400}, {0, 0x1400}, {4, 0x1400},
-                                                 {-1, 0x1400}};
-  for (const auto& [level, mode] : modes) EXPECT_EQ(logModeForLevel(level), mode) << level;
-
+// The log modes of each level: tests/js/setup.test.js, through getMsiLogFlags.
+TEST(SetupManager, TheSingleInstance) {
   auto first = createMsiSetupManager(nullptr, u"", u"x.msi", {});
   ASSERT_NE(first, nullptr);
   EXPECT_EQ(createMsiSetupManager(nullptr, u""), nullptr);

@@ -1,11 +1,17 @@
-// CreateFileW, WriteFile, CloseHandle and the last error, through the facade.
+// CreateFileW, WriteFile, CloseHandle and the last error, through the facade; WriteFile on a full disk; and the C
+// runtime's default-locale and time conversions, as the facade serves them.
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <stdlib.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "../support/temp_machine.h"
 #include "platform/windows.h"
@@ -145,6 +151,82 @@ TEST(LastError, BelongsToEachThread) {
   DWORD seen = 1;
   std::thread([&] { seen = GetLastError(), SetLastError(ERROR_ACCESS_DENIED); }).join();
   EXPECT_EQ(std::make_pair(seen, GetLastError()), std::make_pair(DWORD(ERROR_SUCCESS), DWORD(ERROR_FILE_EXISTS)));
+}
+
+// WriteFile when the disk fills up part way through a buffer: as on Windows it fails with
+// ERROR_DISK_FULL, reports 0 bytes written and leaves the file as it was. The room runs out at
+// the process's file size limit (each test runs in a process of its own under ctest).
+class FullDisk : public test_support::TempMachineTest {
+ protected:
+  static constexpr rlim_t kRoom = 100;
+  void SetUp() override {
+    TempMachineTest::SetUp();
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &saved_), 0);
+    // Beyond the limit the write fails with EFBIG instead of a signal.
+    previous_ = ::signal(SIGXFSZ, SIG_IGN);
+    rlimit limit = saved_;
+    limit.rlim_cur = kRoom;
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
+  }
+  void TearDown() override {
+    ::setrlimit(RLIMIT_FSIZE, &saved_);
+    ::signal(SIGXFSZ, previous_);
+  }
+  rlimit saved_{};
+  void (*previous_)(int) = nullptr;
+};
+
+TEST_F(FullDisk, AWriteThatDoesNotFitWritesNothing) {
+  const std::string first(60, 'a');
+  const std::string second(60, 'b');
+  const std::pair<DWORD, DWORD> accessAndDisposition[] = {{FILE_APPEND_DATA, OPEN_ALWAYS}, {GENERIC_WRITE, CREATE_ALWAYS}};
+  for (const auto& [access, disposition] : accessAndDisposition) {
+    HANDLE file = CreateFileW(u"C:\\full.log", access, FILE_SHARE_READ, nullptr, disposition, 0, nullptr);
+    ASSERT_NE(file, INVALID_HANDLE_VALUE);
+    DWORD written = 99;
+    ASSERT_TRUE(WriteFile(file, first.data(), 60, &written, nullptr));
+    EXPECT_EQ(written, 60u);
+    EXPECT_FALSE(WriteFile(file, second.data(), 60, &written, nullptr));
+    EXPECT_EQ(GetLastError(), ERROR_DISK_FULL);
+    EXPECT_EQ(written, 0u);
+    // What fits is written at the same place, after the failed write.
+    ASSERT_TRUE(WriteFile(file, second.data(), 40, &written, nullptr));
+    EXPECT_TRUE(CloseHandle(file));
+    EXPECT_EQ(read(hostPath("full.log")), first + std::string(40, 'b'));
+    ASSERT_EQ(::unlink(hostPath("full.log").c_str()), 0);
+  }
+}
+
+// The C runtime's default-locale conversions, as the facade serves them. That every byte below 256 round-trips
+// is tested through their user, the tracer's runtime text (tests/cpp/tracing/log_paths_test.cc).
+TEST(RuntimeLocale, TheNullCharacterAndAnEmptyInput) {
+  WCHAR unit = 7;
+  std::mbstate_t state{};
+  EXPECT_TRUE(mbrtowc(&unit, "", 1, &state) == 0 && unit == 0);
+  EXPECT_EQ(mbrtowc(&unit, "a", 0, &state), static_cast<std::size_t>(-2));
+  EXPECT_EQ(mbrtowc(&unit, nullptr, 0, &state), 0u);
+}
+
+TEST(RuntimeLocale, UnitsFrom256OnHaveNoMultibyteForm) {
+  for (WCHAR unit : {WCHAR(0x100), WCHAR(0x20AC), WCHAR(0xD800), WCHAR(0xFFFF)}) {
+    char byte = 'x';
+    std::size_t written = 0;
+    std::mbstate_t state{};
+    errno = 0;
+    EXPECT_EQ(wcrtomb_s(&written, &byte, 1, unit, &state), EILSEQ);
+    EXPECT_TRUE(errno == EILSEQ && written == static_cast<std::size_t>(-1) && byte == 'x');
+  }
+  char byte;
+  std::size_t written = 0;
+  EXPECT_EQ(wcrtomb_s(&written, &byte, 0, u'a', nullptr), EINVAL);
+}
+
+TEST(RuntimeTime, LocaltimeTakesTheResultFirst) {
+  std::time_t epoch = 0;
+  std::tm local{};
+  EXPECT_EQ(localtime_s(&local, &epoch), 0);
+  EXPECT_TRUE(local.tm_year == 70 || local.tm_year == 69);
+  EXPECT_EQ(std::make_pair(localtime_s(nullptr, &epoch), localtime_s(&local, nullptr)), std::make_pair(EINVAL, EINVAL));
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "../support/temp_machine.h"
+#include "msi_test_helpers.h"
 #include "platform/windows.h"
 
 namespace {
@@ -53,13 +54,8 @@ TEST_F(InstalledProducts, ProductPropertiesComeFromTheStoreWithWindowsInstallerC
   };
   for (const auto& c : cases) EXPECT_EQ(info(c.product, c.property), std::make_pair(c.code, std::u16string(c.value)));
 
-  // Two-call sizing: the size first, then the text; a short buffer gets 234.
-  DWORD size = 0;
-  EXPECT_EQ(MsiGetProductInfoW(kProduct, u"ProductName", nullptr, &size), 0u);
-  EXPECT_EQ(size, 10u);
-  WCHAR small[10];
-  EXPECT_EQ(MsiGetProductInfoW(kProduct, u"ProductName", small, &size), static_cast<UINT>(ERROR_MORE_DATA));
-  EXPECT_EQ(std::make_pair(size, std::u16string(small)), std::make_pair(DWORD(10), std::u16string(u"Sample Ap")));
+  auto name = [](WCHAR* buffer, DWORD* size) { return MsiGetProductInfoW(kProduct, u"ProductName", buffer, size); };
+  msi_test::expectSizingRule(name, u"Sample App");
 }
 
 TEST_F(InstalledProducts, RelatedProductsAndFeaturesAreEnumerated) {

@@ -1,4 +1,5 @@
-// MsiOpenDatabaseW, MsiDatabaseCommit, MsiDatabaseOpenViewW and MsiCloseHandle of the emulated machine.
+// MsiOpenDatabaseW, MsiDatabaseCommit, MsiDatabaseOpenViewW, MsiCloseHandle and the summary information
+// (MsiGetSummaryInformationW, MsiSummaryInfoGetPropertyW) of the emulated machine.
 #include <gtest/gtest.h>
 
 #include <thread>
@@ -157,6 +158,66 @@ TEST(MsiHandles, ZeroClosedAndWrongKindHandlesAnswerAsWindowsDoes) {
   EXPECT_EQ(MsiDatabaseOpenViewW(record, u"SELECT * FROM `Property`", &none), UINT(ERROR_INVALID_HANDLE));
   EXPECT_EQ(MsiViewExecute(database, 0), UINT(ERROR_INVALID_HANDLE));
   EXPECT_EQ(MsiViewExecute(view, database), UINT(ERROR_INVALID_HANDLE));
+}
+
+const std::u16string kPackageCode = u"{3C8E5A1F-6B2D-4E7A-9F10-2A4B6C8D0E1F}";
+
+class Summary : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_EQ(MsiGetSummaryInformationW(database, nullptr, 0, summary.out()), UINT(ERROR_SUCCESS)); }
+  Handle database = msi_test::openDatabase(fixture("product"));
+  Handle summary;
+};
+
+TEST_F(Summary, PackageCodeWithTheSizingRule) {
+  UINT type = 0;
+  WCHAR empty[1] = {0};
+  DWORD size = 0;
+  EXPECT_EQ(MsiSummaryInfoGetPropertyW(summary, PID_REVNUMBER, &type, nullptr, nullptr, empty, &size), UINT(ERROR_MORE_DATA));
+  EXPECT_EQ(type, UINT(VT_LPSTR));
+  ASSERT_EQ(size, DWORD(kPackageCode.size()));
+  std::u16string text(size, u'\0');
+  DWORD capacity = size + 1;
+  EXPECT_EQ(MsiSummaryInfoGetPropertyW(summary, PID_REVNUMBER, nullptr, nullptr, nullptr, &text[0], &capacity),
+            UINT(ERROR_SUCCESS));
+  EXPECT_EQ(std::make_pair(text, capacity), std::make_pair(kPackageCode, DWORD(kPackageCode.size())));
+}
+
+// libmsi's getters return garbage for a property of another type, so each is read with the getter of its type.
+TEST_F(Summary, PropertiesComeWithWindowsTypes) {
+  UINT type = 99;
+  INT value = 0;
+  FILETIME time = {0, 0};
+  WCHAR buffer[8] = {u'q', 0};
+  DWORD size = 8;
+  // The code and the type of one property, read with the given outputs.
+  auto get = [&](UINT pid, INT* number, FILETIME* when, WCHAR* text = nullptr, MSIHANDLE handle = 0) {
+    const UINT code = MsiSummaryInfoGetPropertyW(handle ? handle : MSIHANDLE(summary), pid, &type, number, when, text,
+                                                 text ? &size : nullptr);
+    return std::make_pair(code, type);
+  };
+  using Got = std::pair<UINT, UINT>;
+  EXPECT_EQ(get(PID_CODEPAGE, &value, nullptr), Got(ERROR_SUCCESS, VT_I2));
+  EXPECT_EQ(get(PID_PAGECOUNT, &value, nullptr), Got(ERROR_SUCCESS, VT_I4));
+  EXPECT_EQ(value, 200);
+  EXPECT_EQ(get(PID_CREATE_DTM, nullptr, &time), Got(ERROR_SUCCESS, VT_FILETIME));
+  EXPECT_NE(time.dwHighDateTime, DWORD(0));
+  EXPECT_EQ(get(PID_LASTAUTHOR, &value, nullptr, buffer), Got(ERROR_SUCCESS, VT_EMPTY));
+  EXPECT_EQ(get(25, nullptr, nullptr).first, UINT(ERROR_UNKNOWN_PROPERTY));
+  EXPECT_EQ(get(PID_CODEPAGE, nullptr, nullptr, nullptr, database).first, UINT(ERROR_INVALID_HANDLE));
+}
+
+TEST(SummaryByPath, OpensThePackageItself) {
+  Handle summary;
+  ASSERT_EQ(MsiGetSummaryInformationW(0, fixture("product").c_str(), 0, summary.out()), UINT(ERROR_SUCCESS));
+  WCHAR text[64];
+  DWORD size = 64;
+  EXPECT_EQ(MsiSummaryInfoGetPropertyW(summary, PID_REVNUMBER, nullptr, nullptr, nullptr, text, &size), UINT(ERROR_SUCCESS));
+  EXPECT_EQ(std::u16string(text), kPackageCode);
+  MSIHANDLE none = 0;
+  EXPECT_EQ(MsiGetSummaryInformationW(0, nullptr, 0, &none), UINT(ERROR_INVALID_HANDLE));
+  EXPECT_EQ(MsiGetSummaryInformationW(0, u"C:\\Packages\\missing.msi", 0, &none), UINT(ERROR_OPEN_FAILED));
+  EXPECT_EQ(none, MSIHANDLE(0));
 }
 
 }  // namespace

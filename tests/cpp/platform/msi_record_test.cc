@@ -12,27 +12,11 @@ using msi_test::fieldText;
 using msi_test::Handle;
 using test_packages::fixture;
 
-TEST(MsiRecordGetString, SizeIsCountedWithoutTheTerminator) {
+TEST(MsiRecordGetString, FollowsTheSizingRule) {
   Handle record(MsiCreateRecord(1));
   ASSERT_EQ(MsiRecordSetStringW(record, 1, u"abcdefghij"), UINT(ERROR_SUCCESS));
-  DWORD size = 0;
-  EXPECT_EQ(MsiRecordGetStringW(record, 1, nullptr, &size), UINT(ERROR_SUCCESS));
-  EXPECT_EQ(size, DWORD(10));
-
-  // A buffer of 11 units takes the text; one of 10 gets it cut, and ERROR_MORE_DATA.
-  WCHAR exact[11];
-  for (DWORD capacity : {11u, 10u}) {
-    size = capacity;
-    EXPECT_EQ(MsiRecordGetStringW(record, 1, exact, &size), UINT(capacity == 11 ? ERROR_SUCCESS : ERROR_MORE_DATA));
-    EXPECT_EQ(std::u16string(exact), std::u16string(u"abcdefghij").substr(0, capacity - 1));
-    EXPECT_EQ(size, DWORD(10));
-  }
-
-  WCHAR untouched[1] = {u'x'};
-  size = 0;
-  EXPECT_EQ(MsiRecordGetStringW(record, 1, untouched, &size), UINT(ERROR_MORE_DATA));
-  EXPECT_EQ(untouched[0], u'x');
-  EXPECT_EQ(MsiRecordGetStringW(record, 1, exact, nullptr), UINT(ERROR_INVALID_PARAMETER));
+  msi_test::expectSizingRule([&](WCHAR* buffer, DWORD* size) { return MsiRecordGetStringW(record, 1, buffer, size); },
+                             u"abcdefghij");
 }
 
 TEST(MsiRecordGetString, NullEmptyAndAbsentFieldsReadAsEmpty) {

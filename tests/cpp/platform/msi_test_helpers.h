@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <initializer_list>
 #include <string>
 #include <utility>
@@ -87,6 +88,27 @@ inline std::u16string propertyOf(const std::u16string& path, const std::u16strin
   Handle record;
   if (MsiViewFetch(view, record.out()) != ERROR_SUCCESS) return u"<missing>";
   return fieldText(record, 1);
+}
+
+// The two-call sizing rule of the Msi*W text getters, `get(buffer, &size)` reading `text`. Without a buffer: the size
+// without the terminator. With a buffer of no room: ERROR_MORE_DATA, the size, the buffer untouched; of room for all
+// but the terminator: ERROR_MORE_DATA, the size, the text cut to fit with its terminator; with room: the text. A
+// buffer without a size is an invalid parameter.
+inline void expectSizingRule(const std::function<UINT(WCHAR*, DWORD*)>& get, const std::u16string& text) {
+  const DWORD length = DWORD(text.size());
+  DWORD size = 0;
+  EXPECT_EQ(get(nullptr, &size), UINT(ERROR_SUCCESS));
+  EXPECT_EQ(size, length);
+  for (DWORD room : {DWORD(0), length, length + 1}) {
+    std::u16string buffer(length + 2, u'x');
+    size = room;
+    EXPECT_EQ(get(buffer.data(), &size), UINT(room > length ? ERROR_SUCCESS : ERROR_MORE_DATA)) << room;
+    EXPECT_EQ(size, length) << room;
+    const std::u16string seen = room == 0 ? buffer : std::u16string(buffer.c_str());
+    EXPECT_EQ(seen, room == 0 ? std::u16string(length + 2, u'x') : text.substr(0, room - 1)) << room;
+  }
+  WCHAR buffer[4];
+  EXPECT_EQ(get(buffer, nullptr), UINT(ERROR_INVALID_PARAMETER));
 }
 
 }  // namespace msi_test

@@ -1,6 +1,8 @@
-// The two log paths: names from the creation time and the log directory.
+// The two log paths: names from the creation time and the log directory, which the first lower-case "/log" switch of
+// the bootstrapper's command line names, quoted or plain.
 #include <typeinfo>
 
+#include "install/tracing/log_switch.h"
 #include "install/tracing/runtime_text.h"
 #include "install/tracing/tracer.h"
 #include "../support/throws.h"
@@ -62,6 +64,16 @@ TEST_F(LogPaths, UnitsBelow256RoundTripToTheSameFile) {
   EXPECT_EQ(installer::tracing::fromRuntimeMultibyte(narrow), all);
   EXPECT_EQ(installer::tracing::fromRuntimeMultibyte(std::string("a\0b", 3)), std::u16string(u"a\0b", 3));
   EXPECT_THROW(installer::tracing::toRuntimeMultibyte(u"\xd800"), installer::tracing::BadCast);
+}
+
+TEST(LogSwitch, FirstLowerCaseSwitchWithAQuotedOrPlainValue) {
+  const std::pair<const char16_t*, const char16_t*> cases[] = {  // command line, directory or "-"
+      {u"/log \"C:\\My Logs\"", u"C:\\My Logs"}, {u"setup.exe /log C:\\Logs /quiet", u"C:\\Logs"},
+      {u"/log\t\t D:\\x\"y", u"D:\\x"}, {u"/log C:\\First /log C:\\Second", u"C:\\First"},
+      {u"x/log  \"\u00e9t\u00e9 \u4e2d\"", u"\u00e9t\u00e9 \u4e2d"}, {u"/LOG C:\\Logs", u"-"}, {u"/log \"\"", u"-"},
+      {u"/logC:\\x", u"-"}, {u"/log \"C:\\unterminated", u"-"}, {u"/log", u"-"}};
+  for (const auto& [commandLine, directory] : cases)
+    EXPECT_EQ(installer::tracing::logDirectoryFromCommandLine(commandLine).value_or(u"-"), directory);
 }
 
 }  // namespace

@@ -1,6 +1,12 @@
-// The trace file as a tracer writes it: levels, line sizes, the line format, turning it on and off, and failures.
+// The trace file as a tracer writes it: levels, line sizes, the line format, turning it on and off, and failures; and
+// the process-wide tracer, created once however many threads race to it, in a child process so that it sees the first
+// creation. The tracer's last line at process exit is tested end to end (tests/js/tracing.test.js).
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <cstdlib>
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -11,6 +17,8 @@
 
 namespace {
 
+using installer::tracing::existingTracer;
+using installer::tracing::getTracer;
 using installer::tracing::Tracer;
 using Strings = std::vector<std::string>;
 
@@ -69,7 +77,7 @@ TEST_F(TracerFile, EachLineIsTimeStampTabTextCrLf) {
   EXPECT_TRUE(matched) << content.substr(0, 9);
 }
 
-// Levels and turning off and on are tested end to end (tests/js/tracing.test.js).
+// Levels, turning off and on, and a full disk are tested end to end (tests/js/tracing.test.js).
 TEST_F(TracerFile, LinesKeepAppendingAcrossTurningTracingOffAndOn) {
   std::ofstream(traceFile(), std::ios::binary) << "00:00:00\tearlier run\r\n";
   ASSERT_EQ(tracer_->openLogFile(), 0u);
@@ -97,19 +105,6 @@ TEST_F(TracerFile, AMissingDirectoryFailsTheOpenAndTracingStaysOff) {
   EXPECT_FALSE(tracer_->isLogFileOpen());
 }
 
-TEST_F(TracerFile, AFullDiskStopsWritingUntilTheNextOpen) {
-  ASSERT_EQ(::symlink("/dev/full", traceFile().c_str()), 0);
-  ASSERT_EQ(tracer_->openLogFile(), 0u);
-  tracer_->traceText(u"lost to a full disk", 700);
-  tracer_->traceText(u"not tried", 700);
-  EXPECT_TRUE(tracer_->isLogFileOpen());
-  tracer_->closeLogFile();
-  ASSERT_EQ(::unlink(traceFile().c_str()), 0);
-  ASSERT_EQ(tracer_->openLogFile(), 0u);
-  tracer_->traceText(u"written again", 700);
-  EXPECT_EQ(finish(), (Strings{"written again", "tracer closed"}));
-}
-
 TEST_F(TracerFile, ConcurrentLinesNeverInterleave) {
   ASSERT_EQ(tracer_->openLogFile(), 0u);
   tracer_->setTraceLevel(1000);
@@ -134,6 +129,38 @@ TEST_F(TracerFile, ConcurrentLinesNeverInterleave) {
     ASSERT_TRUE(thread >= 0 && thread < kThreads) << line;
     ASSERT_EQ(line, lineOf(thread, next[thread]++));
   }
+}
+
+class ProcessTracer : public tracing_test::MachineTest {
+ protected:
+  // Runs `body` in a child that ends through exit(), so static destructors run; its exit status is body's result.
+  static int inChild(const std::function<int()>& body) {
+    pid_t child = ::fork();
+    if (child == 0) std::exit(body());
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 100 + WTERMSIG(status);
+  }
+};
+
+TEST_F(ProcessTracer, IsCreatedOnceWhenThreadsRaceToIt) {
+  const int status = inChild([] {
+    if (existingTracer() != nullptr) return 1;
+    std::atomic<bool> go{false};
+    std::vector<installer::tracing::Tracer*> seen(8);
+    std::vector<std::thread> threads;
+    for (size_t i = 0; i < seen.size(); ++i) {
+      threads.emplace_back([&, i] {
+        while (!go.load()) continue;
+        seen[i] = getTracer().get();
+      });
+    }
+    go = true;
+    for (std::thread& t : threads) t.join();
+    for (auto* tracer : seen) if (tracer == nullptr || tracer != seen[0]) return 2;
+    return existingTracer().get() != seen[0] || &installer::tracing::siteTracer() != seen[0] ? 3 : 0;
+  });
+  EXPECT_EQ(status, 0);
 }
 
 }  // namespace
