@@ -187,7 +187,8 @@ test('process.exit ends the process promptly with calls and host calls in flight
     query('host_calls').start({ event() {}, completed() {} }, 4, 1e9);
     setTimeout(() => process.exit(7), 200);`);
   assert.deepStrictEqual([result.code, result.signal, result.stderr], [7, null, '']);
-  assert.ok(result.teardownMs < 1000, `took ${result.teardownMs} ms after exit`);
+  // Waiting for the work in flight would take a minute; a loaded machine takes seconds at worst.
+  assert.ok(result.teardownMs < 20000, `took ${result.teardownMs} ms after exit`);
 });
 
 test('the process ends by itself, promptly, once its calls are delivered and the pool is idle', async () => {
