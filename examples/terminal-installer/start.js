@@ -33,12 +33,12 @@ const SCENARIOS = {
     commands: [['install', BETA]], config: {} },
   older: { about: 'Brindle Studio 2.2.0 installed: setup upgrades it', config: {},
     commands: [['register', PACKAGE, '--product-code', '{B81D5A40-2200-4C2E-9A18-3D4E5F607182}', '--version', '2.2.0']] },
-  newer: { about: 'Brindle Studio 3.0.0 installed: this package is a downgrade, which its launch condition refuses',
+  newer: { about: 'Brindle Studio 3.0.0 installed: a downgrade',
     config: {},
     commands: [['register', PACKAGE, '--product-code', '{B81D5A40-3000-4C2E-9A18-3D4E5F607182}', '--version', '3.0.0']] },
-  fail: { about: 'the action RegisterProduct fails after its work: 1603, and the installation rolls back',
+  fail: { about: 'RegisterProduct fails after its work: 1603 and a rollback',
     commands: [], config: { failAction: 'RegisterProduct' } },
-  'old-windows': { about: 'Windows 7 SP1: the launch condition (Windows 8.1 or later) fails', commands: [],
+  'old-windows': { about: 'Windows 7 SP1: the launch condition (Windows 8.1) fails', commands: [],
     config: { windowsMajor: 6, windowsMinor: 1, windowsBuild: 7601, windowsServicePack: 1 } },
 };
 

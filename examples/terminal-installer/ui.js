@@ -116,10 +116,9 @@ function welcomeLines(facts) {
 
 function preinstallFailureLines(facts, code) {
   const w = facts.windows;
-  const width = Math.max(...facts.launchConditions.map(([condition]) => condition.length));
   return [paint('31', bold(`The pre-installation check failed (${code}).`)), '',
     'The package\'s launch conditions; this machine does not meet one of them:',
-    ...facts.launchConditions.map(([condition, text]) => `  ${condition.padEnd(width)}   ${text}`), '',
+    ...facts.launchConditions.flatMap(([condition, text]) => [`  ${condition}`, `      ${dim(text)}`]), '',
     `This machine runs ${windowsText(w)} (VersionNT ${w.osMajorVer * 100 + w.osMinorVer}).`];
 }
 
@@ -178,22 +177,43 @@ async function unattended() {
 // ---------------------------------------------------------------------------
 // In a terminal: screens drawn from one state, keys to move between them.
 
+// The first `width` visible characters of `line`, its colour codes kept: a
+// line never wraps, so a screen always starts at the top.
+function clip(line, width) {
+  let visible = 0;
+  return line.split(/(\x1b\[[0-9;?]*[A-Za-z])/).map((part, i) => {
+    if (i % 2 === 1) return part;
+    const kept = part.slice(0, Math.max(0, width - visible));
+    visible += kept.length;
+    return kept;
+  }).join('');
+}
+
 const screen = {
   state: { title: 'Brindle Studio Setup', body: [dim('Waiting for the package...')], hint: '' },
   timer: null,
   keyWaiter: null,
 
+  // The alternate screen, without a cursor, keys one by one. Leaving it
+  // twice would put the cursor back over what was written after it.
   open() {
     process.stdout.write('\x1b[?1049h\x1b[?25l');
     process.stdin.setRawMode(true);
     process.stdin.on('data', (data) => this.key(data.toString()));
     process.stdout.on('resize', () => this.draw());
-    process.on('exit', () => process.stdout.write('\x1b[?25h\x1b[?1049l'));
+    process.on('exit', () => this.close());
+    process.on('uncaughtException', (error) => {
+      this.close();
+      console.error(error);
+      process.exit(EXIT.failed);
+    });
     this.timer = setInterval(() => this.draw(), 1000);
     this.draw();
   },
   close() {
+    if (this.timer === null) return;
     clearInterval(this.timer);
+    this.timer = null;
     process.stdin.setRawMode(false);
     process.stdin.pause();
     process.stdout.write('\x1b[?25h\x1b[?1049l');
@@ -207,7 +227,7 @@ const screen = {
     const { title, body, hint } = this.state;
     const lines = ['', ` ${bold(title)}`, ` ${dim('─'.repeat(Math.max(10, width - 2)))}`, '',
       ...(typeof body === 'function' ? body() : body).map((line) => ` ${line}`), '', ` ${dim(hint)}`];
-    process.stdout.write(`\x1b[H${lines.map((line) => `${line}\x1b[K`).join('\r\n')}\x1b[J`);
+    process.stdout.write(`\x1b[H${lines.map((line) => `${clip(line, width - 1)}\x1b[K`).join('\r\n')}\x1b[J`);
   },
   // Resolves with the first key among `keys` ("enter", "ctrl-c", letters).
   waitKey(keys) {
@@ -223,11 +243,11 @@ const screen = {
   },
 };
 
-function progressBody(operation, progress, started) {
+function progressBody(progress, started) {
   return () => {
     const width = Math.max(10, Math.min(50, (process.stdout.columns || 80) - 30));
     const filled = Math.round((progress.percent * width) / 100);
-    const bar = paint('36', '█'.repeat(filled)) + dim('░'.repeat(width - filled));
+    const bar = paint(progress.forward ? '36' : '33', '█'.repeat(filled)) + dim('░'.repeat(width - filled));
     const direction = progress.forward ? paint('32', '▶ forward') : paint('33', '◀ rolling back');
     const seconds = Math.floor((Date.now() - started) / 1000);
     return [`${bold(`${String(progress.percent).padStart(3)}%`)} ${bar}  ${direction}`, '',
@@ -241,21 +261,17 @@ function progressBody(operation, progress, started) {
 async function operationScreen(kind, facts) {
   const progress = { percent: 0, action: '', forward: true, cancelling: false };
   screen.show({ title: `${OPERATIONS[kind].title} ${facts.name} ${facts.version}`,
-    body: progressBody(kind, progress, Date.now()), hint: 'Press c or Ctrl-C to cancel.' });
-  const cancel = async () => {
-    while (await screen.waitKey(['c', 'ctrl-c'])) {
-      if (progress.done) return;
-      progress.cancelling = true;
-      setup.cancelTask();
-      screen.show({ hint: '' });
-    }
-  };
-  cancel();
+    body: progressBody(progress, Date.now()), hint: 'Press c or Ctrl-C to cancel.' });
+  // The operation's end forgets the wait, so the key cannot come after it.
+  screen.waitKey(['c', 'ctrl-c']).then(() => {
+    progress.cancelling = true;
+    setup.cancelTask();
+    screen.show({ hint: '' });
+  });
   const code = await runOperation((r) => OPERATIONS[kind].start(r, facts), (info) => {
     Object.assign(progress, { percent: info.progress, action: actionText(info.action), forward: info.forward });
     screen.draw();
   });
-  progress.done = true;
   screen.keyWaiter = null;
   return code;
 }

@@ -65,7 +65,7 @@ test('without a terminal: install then uninstall, one line per progress event; t
     { scenario: 'fresh', status: 0, lines: [/^install +\d+% forward/m, /^uninstall +\d+% forward/m, /is uninstalled \(0\)/] },
     // An older release registered under its own product code is upgraded.
     { scenario: 'older', status: 0, lines: [/same family: yes/, /is installed \(0\)/, /is uninstalled \(0\)/] },
-    { scenario: 'old-windows', status: 1, lines: [/failed \(1603\)/, /VersionNT >= 603 +Brindle Studio needs Windows 8.1/] },
+    { scenario: 'old-windows', status: 1, lines: [/failed \(1603\)/, /VersionNT >= 603\s+Brindle Studio needs Windows 8\.1/] },
   ];
   for (const c of cases) {
     const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'ornel-demo-'));
