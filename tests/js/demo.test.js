@@ -48,7 +48,8 @@ test('in a terminal: Enter installs, the bar moves, c cancels, and the machine i
     await until('Welcome screen', screen, (text) => (/Press Enter to install/.test(text) ? true : undefined));
     const before = machineState(root);
     tmux('send-keys', '-t', 'demo', 'Enter');
-    const percent = (text) => { const m = /^\s*(\d+)% /m.exec(text); return m ? Number(m[1]) : undefined; };
+    // The installation's bar (the pre-installation check has one too).
+    const percent = (text) => { const m = /Installing [^]*^\s*(\d+)% /m.exec(text); return m ? Number(m[1]) : undefined; };
     const first = await until('progress bar', screen, percent);
     await until('moving bar', screen, (text) => (percent(text) > first ? true : undefined));
     tmux('send-keys', '-t', 'demo', 'c');
