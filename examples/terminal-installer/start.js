@@ -67,7 +67,8 @@ function parseArguments(argv) {
 
 function machineRoot(root) {
   if (root === null) return fs.mkdtempSync(path.join(os.tmpdir(), 'brindle-machine-'));
-  const resolved = path.resolve(root);
+  // npm runs scripts in the repository; INIT_CWD is where npm start was typed.
+  const resolved = path.resolve(process.env.INIT_CWD || process.cwd(), root);
   if (fs.existsSync(resolved) && fs.readdirSync(resolved).length > 0) usage(`${resolved} is not empty`);
   fs.mkdirSync(resolved, { recursive: true });
   return resolved;
