@@ -123,6 +123,35 @@ std::u16string cachePackage(const std::string& hostPath) {
   return directory + u"\\" + utf8ToUtf16(name);
 }
 
+// Writes the registered product's code, name and version into its cached
+// package, whose Property table Windows Installer's cache always shares
+// with the product: with options that override them, a removal from the
+// cache (an uninstallation, an upgrade's RemoveExistingProducts) works on
+// the product registered, not on the one the original package names.
+void describeInCache(const std::u16string& cachedPackage, const emulated::InstalledProduct& product) {
+  MSIHANDLE database = 0;
+  UINT code = MsiOpenDatabaseW(cachedPackage.c_str(), MSIDBOPEN_TRANSACT, &database);
+  const std::pair<const char16_t*, const std::u16string*> values[] = {
+      {u"ProductCode", &product.productCode}, {u"ProductName", &product.productName},
+      {u"ProductVersion", &product.versionString}};
+  for (const auto& [name, value] : values) {
+    MSIHANDLE view = 0;
+    if (code == ERROR_SUCCESS)
+      code = MsiDatabaseOpenViewW(database, u"UPDATE `Property` SET `Value` = ? WHERE `Property` = ?", &view);
+    if (code == ERROR_SUCCESS) {
+      const MSIHANDLE record = MsiCreateRecord(2);
+      MsiRecordSetStringW(record, 1, value->c_str());
+      MsiRecordSetStringW(record, 2, name);
+      code = MsiViewExecute(view, record);
+      MsiCloseHandle(record);
+    }
+    if (view != 0) MsiCloseHandle(view);
+  }
+  if (code == ERROR_SUCCESS) code = MsiDatabaseCommit(database);
+  if (database != 0) MsiCloseHandle(database);
+  if (code != ERROR_SUCCESS) fail("cannot write the product into its cached package (error " + std::to_string(code) + ")");
+}
+
 std::u16string upperGuid(std::u16string text) {
   for (char16_t& c : text) {
     if (c >= u'a' && c <= u'z') c = static_cast<char16_t>(c - u'a' + u'A');
@@ -178,6 +207,7 @@ int registerPackage(const std::vector<std::string>& args) {
   if (!emulated::isGuid(product.productCode)) fail("no product code (a braced GUID): " + utf16ToUtf8(product.productCode));
   product.productCode = upperGuid(product.productCode);
   product.localPackage = cachePackage(hostPath);
+  describeInCache(product.localPackage, product);
   if (!emulated::saveInstalledProduct(product)) fail("cannot write the store of installed products");
   std::printf("%s\n", utf16ToUtf8(product.productCode).c_str());
   return 0;

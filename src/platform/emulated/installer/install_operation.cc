@@ -239,7 +239,10 @@ UINT InstallOperation::finishScript(Session& session) {
 
 UINT InstallOperation::removeRelatedProduct(Session& upgrading, std::u16string_view productCode) {
   const auto product = findInstalledProduct(productCode);
-  if (!product) return ERROR_SUCCESS;
+  // A product met again while its own removal runs (a cached package that
+  // names another product, which finds this one related) is already being
+  // removed: removing it again would nest without end.
+  if (!product || removing_.count(product->productCode) > 0) return ERROR_SUCCESS;
   UINT code = ERROR_SUCCESS;
   std::shared_ptr<Session> session =
       Session::open(product->localPackage, sessionUiLevel(), code, &upgrading.messages());
@@ -251,7 +254,10 @@ UINT InstallOperation::removeRelatedProduct(Session& upgrading, std::u16string_v
   session->setProperty(u"REMOVE", u"ALL");
   session->setProperty(u"UPGRADINGPRODUCTCODE", upgrading.property(u"ProductCode"));
   session->setScript(upgrading.script());
-  return run(*session);
+  removing_.insert(product->productCode);
+  const UINT result = run(*session);
+  removing_.erase(product->productCode);
+  return result;
 }
 
 UINT installPackage(std::u16string_view packagePath, const PropertySettings& properties) {

@@ -32,6 +32,7 @@
 
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -91,6 +92,7 @@ class InstallOperation {
   const ScriptRunSettings settings_;
   std::map<const Session*, std::unique_ptr<InstallScript>> scripts_;
   std::map<const Session*, std::u16string> cachedPackages_;
+  std::set<std::u16string> removing_;  // products whose nested removal runs
 };
 
 }  // namespace emulated::installer
