@@ -314,7 +314,6 @@ async function finish(facts, installed) {
   const menu = [`Installed to ${facts.installDir}`, '', `  ${bold('s')}  start ${facts.name}`,
     `  ${bold('u')}  uninstall ${facts.name}`, `  ${bold('q')}  quit`, ''];
   let note = '';
-  let last = installed;
   for (;;) {
     screen.show({ title: `${title}: finished`, body: [resultText('install', installed, facts), '', ...menu, note],
       hint: 'Press s, u or q.' });
@@ -324,14 +323,16 @@ async function finish(facts, installed) {
       note = started === 0 ? paint('32', `${facts.name} started (startProduct: 0).`)
         : paint('31', `${facts.name} could not be started (startProduct: ${started}).`);
     } else if (key === 'u') {
-      last = await operationScreen('uninstall', facts);
-      if (succeeded(last)) {
-        await lastScreen(`${title}: uninstalled`, [resultText('uninstall', last, facts)]);
+      const removed = await operationScreen('uninstall', facts);
+      if (succeeded(removed)) {
+        await lastScreen(`${title}: uninstalled`, [resultText('uninstall', removed, facts)]);
         return EXIT.ok;
       }
-      note = `${resultText('uninstall', last, facts)}: ${facts.name} is still installed.`;
+      note = `${resultText('uninstall', removed, facts)}: ${facts.name} is still installed.`;
     } else {
-      return exitCodeOf(last);
+      // The product is installed, which is what setup ran for; an
+      // uninstallation cancelled or failed on the way left it so.
+      return EXIT.ok;
     }
   }
 }
