@@ -7,7 +7,7 @@
 //               the feature tree; Enter goes on, q quits
 //   Preinstall  the pre-installation check (launch conditions)
 //   Install     the installation with a live progress bar; c or Ctrl-C
-//               cancels, and the rollback runs the bar backwards
+//               cancels, and the bar turns to "rolling back" while Windows Installer undoes the work
 //   Finish      s starts the product, u uninstalls it (with its own bar),
 //               q quits
 //
