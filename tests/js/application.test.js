@@ -88,7 +88,8 @@ test('reboot records the restart or gives the failing step\'s code; startProduct
   for (const [target, expected] of [['[', 'invalid string position'], ['[#missing_product.exe]', 2]]) {
     const cwd = fs.mkdtempSync(path.join(os.tmpdir(), 'ornel-ui-')), msi = path.join(cwd, 'brindle_installer.msi');
     fs.copyFileSync(PRODUCT, msi);
-    spawnSync(path.join(buildDir, 'tests', 'fixtures', 'msi_fixture'), [msi, '-q', `INSERT INTO Property (Property, Value) VALUES ('WixShellExecTarget', '${target}')`]);
+    const fixture = spawnSync(path.join(buildDir, 'tools', 'msi_fixture'), [msi, '-q', `INSERT INTO Property (Property, Value) VALUES ('WixShellExecTarget', '${target}')`]);
+    assert.strictEqual(fixture.status, 0, String(fixture.error || fixture.stderr));
     assert.deepStrictEqual(ui('try { out.push(control.startProduct()); } catch (e) { out.push(e.message); }', { cwd }).out, [expected]);
   }
   machine.remove();
