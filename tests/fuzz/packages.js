@@ -7,10 +7,7 @@
 // UI process calls every method of msi_product_info and msi_package_info on it, sync and async.
 // Any crash, hang or output on stderr fails. The seed changes daily and is printed; PACKAGE_FUZZ_SEED
 // repeats a run. One summary line; exit status 1 on any failure.
-const { spawnSync } = require('child_process');
-const fs = require('fs');
-const os = require('os');
-const path = require('path');
+const { spawnSync } = require('child_process'), fs = require('fs'), os = require('os'), path = require('path');
 
 const root = path.join(__dirname, '..', '..');
 const buildDir = process.env.INSTALLER_ORNEL_BUILD_DIR || path.join(root, 'build');

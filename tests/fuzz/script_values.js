@@ -4,9 +4,7 @@
 // hang, a call returns or throws an Error (or the fuzzer's own throw), no GLib noise on stderr.
 // Each round is a fresh watched node process; a seed repeats the same synchronous calls.
 //   SCRIPT_FUZZ_SEED=1234 SCRIPT_FUZZ_SECONDS=60 node tests/fuzz/script_values.js
-const { spawn, execFileSync } = require('child_process');
-const fs = require('fs');
-const path = require('path');
+const { spawn, execFileSync } = require('child_process'), fs = require('fs'), path = require('path');
 const { packageMachine } = require('../js/package_machine');
 
 const root = path.join(__dirname, '..', '..');

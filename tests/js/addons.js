@@ -2,8 +2,7 @@
 // Loads the add-ons from the build directory (INSTALLER_ORNEL_BUILD_DIR or
 // build/ beside the repository root); `fails` asserts that a call throws an
 // Error with exactly the given message.
-const assert = require('assert');
-const path = require('path');
+const assert = require('assert'), path = require('path');
 
 const buildDir = process.env.INSTALLER_ORNEL_BUILD_DIR || path.join(__dirname, '..', '..', 'build');
 

@@ -1,9 +1,7 @@
 'use strict';
 // The thread pool and the host-loop channel, driven through the test-only add-on: asynchronous calls, native
 // threads that call script receivers, a failing wake-up, and how the process ends with all of that going on.
-const test = require('node:test');
-const assert = require('node:assert');
-const { spawn } = require('node:child_process');
+const test = require('node:test'), assert = require('node:assert'), { spawn } = require('node:child_process');
 const { shapes, addonPath } = require('./addons');
 
 const { query } = shapes();

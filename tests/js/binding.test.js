@@ -1,7 +1,5 @@
 'use strict';
-const test = require('node:test');
-const assert = require('node:assert');
-const { shapes, fails } = require('./addons');
+const test = require('node:test'), assert = require('node:assert'), { shapes, fails } = require('./addons');
 
 const { query } = shapes();
 const s = query('shapes');

@@ -1,13 +1,8 @@
 'use strict';
 // The bootstrapper of the emulated machine, around a small UI script that reads the
 // command line through the scenario tool, waits for the package and hides the splash screen.
-const test = require('node:test');
-const assert = require('node:assert');
-const { spawnSync } = require('child_process');
-const fs = require('fs');
-const os = require('os');
-const path = require('path');
-const { buildDir } = require('./addons');
+const test = require('node:test'), assert = require('node:assert'), { spawnSync } = require('child_process');
+const fs = require('fs'), os = require('os'), path = require('path'), { buildDir } = require('./addons');
 const { machineTool } = require('./child');
 
 const BOOTSTRAPPER = path.join(__dirname, '..', '..', 'tools', 'bootstrapper.js');

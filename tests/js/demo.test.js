@@ -1,13 +1,8 @@
 'use strict';
 // npm start, the terminal installer, used as a person uses it: in a terminal
 // (tmux, with keys sent and the screen read back), and without one, as in CI.
-const test = require('node:test');
-const assert = require('node:assert');
-const { spawn, spawnSync } = require('child_process');
-const fs = require('fs');
-const os = require('os');
-const path = require('path');
-const { snapshot } = require('./install_machine');
+const test = require('node:test'), assert = require('node:assert'), { spawn, spawnSync } = require('child_process');
+const fs = require('fs'), os = require('os'), path = require('path'), { snapshot } = require('./install_machine');
 
 const REPO = path.join(__dirname, '..', '..');
 const START = path.join(REPO, 'examples', 'terminal-installer', 'start.js');

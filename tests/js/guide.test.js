@@ -2,12 +2,8 @@
 // The README shows the example UI script as it is, the script installs the
 // package of an emulated machine with progress, and docs/guide.md documents
 // every method of every service, and no other.
-const test = require('node:test');
-const assert = require('node:assert');
-const fs = require('fs');
-const path = require('path');
-const { spawnSync } = require('child_process');
-const { packageMachine } = require('./package_machine');
+const test = require('node:test'), assert = require('node:assert'), fs = require('fs'), path = require('path');
+const { spawnSync } = require('child_process'), { packageMachine } = require('./package_machine');
 
 const root = path.join(__dirname, '..', '..');
 const read = (file) => fs.readFileSync(path.join(root, file), 'utf8');

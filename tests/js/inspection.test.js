@@ -1,11 +1,7 @@
 'use strict';
 // msi_product_info and msi_package_info on an emulated machine: a real package next to the host executable.
-const test = require('node:test');
-const assert = require('node:assert');
-const fs = require('fs');
-const path = require('path');
-const { buildDir } = require('./addons');
-const { runChild, traceFiles, TOOL } = require('./child');
+const test = require('node:test'), assert = require('node:assert'), fs = require('fs'), path = require('path');
+const { buildDir } = require('./addons'), { runChild, traceFiles, TOOL } = require('./child');
 
 const fixture = (name) => path.join(buildDir, 'tests', 'fixtures', `${name}.msi`);
 const PACKAGE = 'brindle_installer.msi';

@@ -2,10 +2,7 @@
 // Installations and removals on the emulated machine, through the scenario
 // tool: what they leave on the machine, their result codes, and their
 // progress as the installer UI's bar reads it.
-const test = require('node:test');
-const assert = require('node:assert');
-const fs = require('fs');
-const path = require('path');
+const test = require('node:test'), assert = require('node:assert'), fs = require('fs'), path = require('path');
 const m = require('./install_machine');
 
 const PAYLOAD = path.join(__dirname, '..', 'fixtures', 'files');

@@ -3,13 +3,8 @@
 // Windows always has, the scenario tool's native half run directly (so a
 // test can kill it), a snapshot of every path and byte under a machine
 // root, and the add-on's reading of the progress messages (the UI's bar).
-const assert = require('assert');
-const { spawn, spawnSync } = require('child_process');
-const crypto = require('crypto');
-const fs = require('fs');
-const os = require('os');
-const path = require('path');
-const { buildDir } = require('./addons');
+const assert = require('assert'), { spawn, spawnSync } = require('child_process'), crypto = require('crypto');
+const fs = require('fs'), os = require('os'), path = require('path'), { buildDir } = require('./addons');
 
 const TOOL = path.join(buildDir, 'machine_tool');
 const fixture = (name) => path.join(buildDir, 'tests', 'fixtures', `${name}.msi`);

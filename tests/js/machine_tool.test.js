@@ -1,13 +1,8 @@
 'use strict';
 // The scenario tool, as a script author sets up a machine with it: products,
 // events, conditions after costing, the registry and the pre-installation run.
-const test = require('node:test');
-const assert = require('node:assert');
-const fs = require('fs');
-const os = require('os');
-const path = require('path');
-const { buildDir } = require('./addons');
-const { machineTool: machine } = require('./child');
+const test = require('node:test'), assert = require('node:assert'), fs = require('fs'), os = require('os');
+const path = require('path'), { buildDir } = require('./addons'), { machineTool: machine } = require('./child');
 
 const fixtureOf = (name) => path.join(buildDir, 'tests', 'fixtures', `${name}.msi`);
 const fixture = fixtureOf('product');

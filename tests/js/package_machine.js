@@ -2,10 +2,7 @@
 // A fresh UI directory for a child process: an emulated machine whose host
 // executable is C:\Setup\setup.exe, with a test package beside it as the
 // default package. The child gets `env`; nothing is loaded for it.
-const fs = require('fs');
-const os = require('os');
-const path = require('path');
-const { buildDir } = require('./addons');
+const fs = require('fs'), os = require('os'), path = require('path'), { buildDir } = require('./addons');
 
 function packageMachine(fixture = 'branded') {
   const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'ornel-ui-'));

@@ -6,11 +6,9 @@
 // load throws, whether it is the first to load the image or the main
 // thread has calls in flight; the Worker's end crashes nothing, and the
 // main thread loads and calls the add-on afterwards.
-const test = require('node:test');
-const assert = require('node:assert');
+const test = require('node:test'), assert = require('node:assert');
 const { execFile, spawnSync } = require('child_process');
-const { packageMachine, addonPath } = require('./package_machine');
-const { TOOL } = require('./child');
+const { packageMachine, addonPath } = require('./package_machine'), { TOOL } = require('./child');
 
 const RUNS = 20;
 const PARALLEL = 4;

@@ -1,7 +1,5 @@
 'use strict';
-const test = require('node:test');
-const assert = require('node:assert');
-const addons = require('./addons');
+const test = require('node:test'), assert = require('node:assert'), addons = require('./addons');
 
 // A Worker's load is refused: tests/js/process_exit.test.js.
 const SERVICES = ['application', 'trace_helper', 'debug_configuration', 'tracer_controller',

@@ -2,9 +2,7 @@
 // Query texts and names that crashed or hung the add-on inside libmsi's SQL
 // parser: from script, in both call forms, they now give [] or "" and leave
 // the package usable. A quote in a directory's name: msi_product_info_test.cc.
-const test = require('node:test');
-const assert = require('node:assert');
-const { spawnSync } = require('child_process');
+const test = require('node:test'), assert = require('node:assert'), { spawnSync } = require('child_process');
 const { packageMachine, addonPath } = require('./package_machine');
 
 // Source text, evaluated in the child: the long texts are built there.

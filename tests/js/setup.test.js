@@ -3,12 +3,8 @@
 // the emulated host executable, the UI started in another directory, each
 // script in a fresh process whose host thread stays free while operations
 // run. Every child prints its events as JSON when it exits.
-const test = require('node:test');
-const assert = require('node:assert');
-const fs = require('fs');
-const path = require('path');
-const { runChild } = require('./child');
-const { packageMachine } = require('./package_machine');
+const test = require('node:test'), assert = require('node:assert'), fs = require('fs'), path = require('path');
+const { runChild } = require('./child'), { packageMachine } = require('./package_machine');
 
 // Runs `body` with `setup`, `events` (printed at exit) and `receiver(tag)`,
 // a receiver that records its events under `tag`.

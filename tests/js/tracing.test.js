@@ -1,11 +1,7 @@
 'use strict';
 // The tracing services end to end; the tracer's own edge cases are tested natively (tests/cpp/tracing).
-const test = require('node:test');
-const assert = require('node:assert');
-const fs = require('fs');
-const os = require('os');
-const path = require('path');
-const { runChild, traceFiles } = require('./child');
+const test = require('node:test'), assert = require('node:assert'), fs = require('fs'), os = require('os');
+const path = require('path'), { runChild, traceFiles } = require('./child');
 
 // Runs `body` with tracing on; the trace file's bytes and the texts of its lines.
 function traced(body) {

@@ -3,12 +3,8 @@
 // it as it stands, and with its "// @ts-expect-error" lines blanked out it
 // reports errors on exactly the marked lines, so every misuse is rejected for
 // itself and the rest of the UI type-checks.
-const test = require('node:test');
-const assert = require('node:assert');
-const { spawnSync } = require('node:child_process');
-const fs = require('node:fs');
-const os = require('node:os');
-const path = require('node:path');
+const test = require('node:test'), assert = require('node:assert'), { spawnSync } = require('node:child_process');
+const fs = require('node:fs'), os = require('node:os'), path = require('node:path');
 const { pathToFileURL } = require('node:url');
 
 const root = path.join(__dirname, '..', '..');
