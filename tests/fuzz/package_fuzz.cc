@@ -37,12 +37,7 @@ using installer::msi_wrapper::FeatureInfo;
 constexpr std::size_t kSector = 512;
 constexpr unsigned kChildSeconds = 20;
 
-struct Options {
-  std::string package, keep, emit;
-  std::uint32_t seed = 1;
-  long count = 3000;
-  double seconds = 1e9;
-};
+struct Options { std::string package, keep, emit; std::uint32_t seed = 1; long count = 3000; double seconds = 1e9; };
 
 std::string readFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);

@@ -127,10 +127,7 @@ TEST_F(BasicString, TheLengthLimitIsCheckedBeforeAllocatingOrReadingAndChangesNo
   string_t s = make(u"unchanged text");
   const std::size_t capacity = s.capacity();
   const int allocations = allocator->allocations;
-  const struct {
-    std::function<void()> grow;
-    const char* message;
-  } cases[] = {
+  const struct { std::function<void()> grow; const char* message; } cases[] = {
       {[&] { string_t(unreadable, kMax + 1, allocator); }, constructor},
       {[&] { string_t(unreadable, SIZE_MAX, allocator); }, constructor},
       // Exactly reaching the limit is already too much.

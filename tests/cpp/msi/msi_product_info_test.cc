@@ -27,10 +27,7 @@ TEST(MsiProductInfo, InstallDirectoryWalksTheLongNames) {
   // row (keeping INSTALLDIR's own name) or where a parent chain loops; a quote in a parent's name is a name like
   // any other (it once broke the walk's query). With nothing from the walk:
   // Manufacturer and ProductName, no trailing "\".
-  const struct {
-    const char* package;
-    const char16_t* expected;
-  } cases[] = {
+  const struct { const char* package; const char16_t* expected; } cases[] = {
       {"product", u"C:\\Program Files\\Some Vendor\\Some App\\"},
       {"install_dot_segment", u"C:\\Program Files\\Some Vendor\\.\\Some App\\"},
       {"install_quoted_parent", u"C:\\Program Files\\Some Vendor\\Some App\\"},  // parent Vendor'Dir
@@ -45,11 +42,7 @@ TEST(MsiProductInfo, InstallDirectoryWalksTheLongNames) {
 }
 
 TEST(ResolveDirectoryPath, StopsWithACode) {
-  const struct {
-    const char* package;
-    std::uint32_t code;
-    const char16_t* path;
-  } cases[] = {
+  const struct { const char* package; std::uint32_t code; const char16_t* path; } cases[] = {
       {"product", 0, u"Some Vendor\\Some App\\"},
       {"install_quoted_parent", 0, u"Some Vendor\\Some App\\"},
       {"install_missing_parent", ERROR_NO_MORE_ITEMS, u"Some App\\"},

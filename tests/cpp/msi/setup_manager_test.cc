@@ -15,19 +15,12 @@ namespace {
 
 using namespace installer::msi_wrapper;
 
-struct Step {
-  UINT type;
-  const char16_t* text;
-};
+struct Step { UINT type; const char16_t* text; };
 
 constexpr UINT P = INSTALLMESSAGE_PROGRESS, D = INSTALLMESSAGE_ACTIONDATA;
 
 TEST(InstallProgress, DecodesTheProgressProtocol) {
-  const struct {
-    const char* name;
-    std::vector<Step> steps;
-    int percentage;
-  } cases[] = {
+  const struct { const char* name; std::vector<Step> steps; int percentage; } cases[] = {
       {"report after a forward reset", {{P, u"1: 0 2: 1000 3: 0 4: 0 "}, {P, u"1: 2 2: 250 "}}, 25},
       {"backward reset starts full", {{P, u"1: 0 2: 100 3: 1 4: 0 "}}, 100},
       {"backward report clamps to 0", {{P, u"1: 0 2: 100 3: 1 4: 0 "}, {P, u"1: 2 2: 100 "}}, 0},

@@ -57,10 +57,7 @@ TEST_F(Files, CreateNewCreatesOnceThenReportsTheFileExistsWithoutRegardToCase) {
 // Each open that fails, with the last error Windows sets for it.
 TEST_F(Files, RefusedOpensSetTheirLastError) {
   ASSERT_TRUE(CloseHandle(open(u"C:\\Logs\\plain", GENERIC_WRITE, 0, CREATE_NEW)));
-  const struct {
-    const WCHAR* name;
-    DWORD access, disposition, error;
-  } cases[] = {
+  const struct { const WCHAR* name; DWORD access, disposition, error; } cases[] = {
       {u"C:\\NoSuchDir\\a.log", GENERIC_WRITE, CREATE_NEW, ERROR_PATH_NOT_FOUND},
       {u"C:\\NoSuchDir\\a.log", GENERIC_READ, OPEN_EXISTING, ERROR_PATH_NOT_FOUND},
       {u"C:\\Logs\\none.log", GENERIC_READ, OPEN_EXISTING, ERROR_FILE_NOT_FOUND},
