@@ -104,9 +104,7 @@ TEST_F(ActionsTest, CustomActionsByType) {
   openActions();
   for (const auto& [action, code, name, value] : cases) {
     EXPECT_EQ(run(action), code) << utf16ToUtf8(action);
-    if (name != nullptr) {
-      EXPECT_EQ(property(name), value) << utf16ToUtf8(action);
-    }
+    if (name != nullptr) EXPECT_EQ(property(name), value) << utf16ToUtf8(action);
   }
   EXPECT_EQ(texts(INSTALLMESSAGE_ERROR), std::vector<std::string>{"Cannot go on: Session Sample"});
   EXPECT_EQ(texts(INSTALLMESSAGE_ACTIONSTART).size(), 5u);  // none for the unknown name

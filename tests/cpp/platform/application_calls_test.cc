@@ -97,9 +97,7 @@ TEST_F(ApplicationCalls, MappingsAreSharedBetweenProcessesAndCheckTheirAccess) {
   for (const Case& c : cases) {
     void* v = MapViewOfFile(c.mapping, c.access, 0, 0, c.bytes);
     EXPECT_EQ(errorOf(v == nullptr), c.error) << c.access << " " << c.bytes;
-    if (v != nullptr) {
-      EXPECT_TRUE(UnmapViewOfFile(v));
-    }
+    if (v != nullptr) EXPECT_TRUE(UnmapViewOfFile(v));
   }
   EXPECT_EQ(errorOf(!UnmapViewOfFile(view + 1)), 487u);
   EXPECT_TRUE(UnmapViewOfFile(view));
