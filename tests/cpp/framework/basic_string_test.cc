@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <functional>
-#include <limits>
 #include <new>
 #include <stdexcept>
 #include <string>
