@@ -14,8 +14,7 @@ const buildDir = process.env.INSTALLER_ORNEL_BUILD_DIR || path.join(root, 'build
 const fuzzer = path.join(buildDir, 'tests', 'fuzz', 'package_fuzz');
 const sample = path.join(buildDir, 'tests', 'fixtures', 'sample.msi');
 const seed = Number(process.env.PACKAGE_FUZZ_SEED || Math.floor(Date.now() / 86400000));
-const seconds = Number(process.env.PACKAGE_FUZZ_SECONDS || 60);
-const SCRIPT_MUTANTS = 36;
+const seconds = Number(process.env.PACKAGE_FUZZ_SECONDS || 60), SCRIPT_MUTANTS = 36;
 const PACKAGE = 'brindle_installer.msi';
 const tmp = (what) => fs.mkdtempSync(path.join(os.tmpdir(), `ornel-fuzz-${what}-`));
 
@@ -58,8 +57,7 @@ function runNative() {
 
 // One mutant as the default package; a failure text, or null.
 function runScript(mutant, counts) {
-  const dir = tmp('ui');
-  const machine = path.join(dir, 'machine');
+  const dir = tmp('ui'), machine = path.join(dir, 'machine');
   fs.mkdirSync(path.join(machine, 'drive_c', 'Setup'), { recursive: true });
   fs.writeFileSync(path.join(machine, 'machine.conf'), 'hostExecutable=C:\\Setup\\setup.exe\n');
   fs.copyFileSync(mutant, path.join(machine, 'drive_c', 'Setup', PACKAGE));
@@ -80,8 +78,7 @@ function runScript(mutant, counts) {
 
 function main() {
   if (!fs.existsSync(fuzzer) || !fs.existsSync(sample)) fail(`${fuzzer} or ${sample} missing (run npm run build first)`);
-  const native = runNative();
-  const mutants = tmp('mutants');
+  const native = runNative(), mutants = tmp('mutants');
   const emitted = spawnSync(fuzzer, ['--package', sample, '--seed', String(seed + 1), '--count', String(SCRIPT_MUTANTS),
     '--emit', mutants], { encoding: 'utf8' });
   if (emitted.status !== 0) fail(`could not write the mutants: ${emitted.stderr}`);

@@ -1,8 +1,7 @@
 'use strict';
 const test = require('node:test'), assert = require('node:assert'), { shapes, fails } = require('./addons');
 
-const { query } = shapes();
-const s = query('shapes');
+const { query } = shapes(), s = query('shapes');
 
 test('bound methods are named functions on the service object', () => {
   assert.strictEqual(s.echo.name, 'echo');

@@ -85,8 +85,7 @@ test('a record given field by field is read in order and left untouched', () => 
   const input = sample();
   assert.strictEqual(s.touch(input), true);
   assert.deepStrictEqual(input, sample());
-  const order = [];
-  const traced = new Proxy(sample(), { get(target, key) { order.push(key); return target[key]; } });
+  const order = [], traced = new Proxy(sample(), { get(target, key) { order.push(key); return target[key]; } });
   s.touch(traced);
   assert.deepStrictEqual(order.filter((k) => typeof k === 'string' && k !== 'value'),
     ['name', 'count', 'delta', 'flag', 'level']);

@@ -5,8 +5,7 @@
 const test = require('node:test'), assert = require('node:assert'), fs = require('fs'), path = require('path');
 const { spawnSync } = require('child_process'), { packageMachine } = require('./package_machine');
 
-const root = path.join(__dirname, '..', '..');
-const read = (file) => fs.readFileSync(path.join(root, file), 'utf8');
+const root = path.join(__dirname, '..', '..'), read = (file) => fs.readFileSync(path.join(root, file), 'utf8');
 const EXAMPLE = 'examples/install-with-progress.js';
 
 test('the README shows examples/install-with-progress.js verbatim', () => {
@@ -26,8 +25,7 @@ test('the example installs with progress, started elsewhere than beside the pack
 });
 
 test('the guide has a heading for each method of each service', () => {
-  const { query } = require(root);
-  const documented = {};
+  const { query } = require(root), documented = {};
   let service;
   for (const line of read('docs/guide.md').split('\n')) {
     const heading = /^### ([a-z_]+)$/.exec(line);

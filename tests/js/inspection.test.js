@@ -3,19 +3,16 @@
 const test = require('node:test'), assert = require('node:assert'), fs = require('fs'), path = require('path');
 const { buildDir } = require('./addons'), { runChild, traceFiles, TOOL } = require('./child');
 
-const fixture = (name) => path.join(buildDir, 'tests', 'fixtures', `${name}.msi`);
-const PACKAGE = 'brindle_installer.msi';
+const fixture = (name) => path.join(buildDir, 'tests', 'fixtures', `${name}.msi`), PACKAGE = 'brindle_installer.msi';
 const OTHER = '{00000000-1111-2222-3333-444444444444}';
 
 // Runs `body` in a fresh UI process whose host executable is C:\Setup\setup.exe.
 function ui(body, { setup = () => {}, hostExecutable = 'C:\\Setup\\setup.exe' } = {}) {
   return runChild(`
-    const fs = require('fs'), path = require('path');
-    const root = process.env.INSTALLER_ORNEL_MACHINE;
+    const fs = require('fs'), path = require('path'), root = process.env.INSTALLER_ORNEL_MACHINE;
     fs.mkdirSync(path.join(root, 'drive_c', 'Setup'), { recursive: true });
     fs.writeFileSync(path.join(root, 'machine.conf'), ${JSON.stringify(`hostExecutable=${hostExecutable}\n`)});
-    const out = {};
-    const attempt = (f) => { try { return f(); } catch (e) { return 'Error: ' + e.message; } };
+    const out = {}, attempt = (f) => { try { return f(); } catch (e) { return 'Error: ' + e.message; } };
     ${body}
     console.log(JSON.stringify(out));`);
 }

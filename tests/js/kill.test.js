@@ -27,8 +27,7 @@ for (const { name, prepare, command } of m.RUNS) {
 
     const root = m.freshMachine({ installTickDelayMs: 100 });
     prepare(root);
-    const before = m.snapshot(root);
-    const messages = path.join(root, '..', `${path.basename(root)}.json`);
+    const before = m.snapshot(root), messages = path.join(root, '..', `${path.basename(root)}.json`);
     for (const at of points) {
       fs.rmSync(messages, { force: true });
       const child = m.startTool(root, ...command, '--messages', messages);

@@ -5,8 +5,7 @@
 const fs = require('fs'), os = require('os'), path = require('path'), { buildDir } = require('./addons');
 
 function packageMachine(fixture = 'branded') {
-  const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'ornel-ui-'));
-  const machine = path.join(dir, 'machine');
+  const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'ornel-ui-')), machine = path.join(dir, 'machine');
   fs.mkdirSync(path.join(machine, 'drive_c', 'Setup'), { recursive: true });
   fs.writeFileSync(path.join(machine, 'machine.conf'), 'hostExecutable=C:\\Setup\\setup.exe\n');
   fs.copyFileSync(path.join(buildDir, 'tests', 'fixtures', `${fixture}.msi`),

@@ -8,8 +8,7 @@ const SERVICES = ['application', 'trace_helper', 'debug_configuration', 'tracer_
 test('require of the repository gives the add-on, whose query has every service, each cached', () => {
   const root = require('../..');
   assert.strictEqual(root, addons.main());
-  const { query } = root;
-  const services = SERVICES.map((name) => query(name));
+  const { query } = root, services = SERVICES.map((name) => query(name));
   assert.ok(services.every((service) => typeof service === 'object'));
   SERVICES.forEach((name, i) => assert.strictEqual(query(name), services[i], `${name} is the same object every time`));
   assert.strictEqual(new Set(services).size, SERVICES.length);

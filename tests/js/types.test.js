@@ -7,10 +7,8 @@ const test = require('node:test'), assert = require('node:assert'), { spawnSync 
 const fs = require('node:fs'), os = require('node:os'), path = require('node:path');
 const { pathToFileURL } = require('node:url');
 
-const root = path.join(__dirname, '..', '..');
-const example = path.join(root, 'examples', 'typescript-ui');
-const tsc = path.join(root, 'node_modules', '.bin', 'tsc');
-const MARK = /^\s*\/\/ @ts-expect-error\b/;
+const root = path.join(__dirname, '..', '..'), example = path.join(root, 'examples', 'typescript-ui');
+const tsc = path.join(root, 'node_modules', '.bin', 'tsc'), MARK = /^\s*\/\/ @ts-expect-error\b/;
 
 function typeCheck(project) {
   assert.ok(fs.existsSync(tsc), `${tsc} is missing: run \`npm ci\` in ${root}`);
