@@ -87,8 +87,7 @@ TEST_F(BasicString, CopiesItsOwnTextInPlaceAndWhileGrowing) {
 }
 
 TEST_F(BasicString, CopiesMovesAndSwaps) {
-  string_t original = make(u"a longer text");
-  string_t copy = original;
+  string_t original = make(u"a longer text"), copy = original;
   EXPECT_EQ(copy.allocator(), original.allocator());
   EXPECT_NE(copy.data(), original.data());
   copy[0] = u'A';

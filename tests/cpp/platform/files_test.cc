@@ -174,8 +174,7 @@ class FullDisk : public test_support::TempMachineTest {
 };
 
 TEST_F(FullDisk, AWriteThatDoesNotFitWritesNothing) {
-  const std::string first(60, 'a');
-  const std::string second(60, 'b');
+  const std::string first(60, 'a'), second(60, 'b');
   const std::pair<DWORD, DWORD> accessAndDisposition[] = {{FILE_APPEND_DATA, OPEN_ALWAYS}, {GENERIC_WRITE, CREATE_ALWAYS}};
   for (const auto& [access, disposition] : accessAndDisposition) {
     HANDLE file = CreateFileW(u"C:\\full.log", access, FILE_SHARE_READ, nullptr, disposition, 0, nullptr);

@@ -63,8 +63,7 @@ TEST_F(TracerFile, EachLineIsTimeStampTabTextCrLf) {
   tracer_->traceText(u"one\ntwo", 700);  // stored as CR LF, like a text-mode file
   const time_t after = ::time(nullptr);
   tracer_.reset();
-  const std::string content = read(traceFile());
-  const std::string stamp = "[0-2][0-9]:[0-5][0-9]:[0-5][0-9]\t";
+  const std::string content = read(traceFile()), stamp = "[0-2][0-9]:[0-5][0-9]:[0-5][0-9]\t";
   EXPECT_TRUE(std::regex_match(content, std::regex(stamp + "bl\tApplication run\r\n" + stamp + "one\r\ntwo\r\n" +
                                                    stamp + "tracer closed\r\n")))
       << content;
