@@ -130,8 +130,7 @@ TEST_F(BasicString, TheLengthLimitIsCheckedBeforeAllocatingOrReadingAndChangesNo
       {[&] { string_t(unreadable, SIZE_MAX, allocator); }, constructor},
       // Exactly reaching the limit is already too much.
       {[&] { s.append(unreadable, kMax - s.size()); }, reserveExtra},
-      {[&] { s.append(unreadable, SIZE_MAX); }, reserveExtra},
-      {[&] { s.reserve(kMax); }, reserveExtra},
+      {[&] { s.append(unreadable, SIZE_MAX); }, reserveExtra}, {[&] { s.reserve(kMax); }, reserveExtra},
       {[&] { s.insert(3, unreadable, kMax - s.size()); }, resizeExtraAt},
       {[&] { s.insert(0, unreadable, SIZE_MAX); }, resizeExtraAt},
   };

@@ -117,24 +117,15 @@ class InstallOperationTest : public session_test::SessionTest {
 };
 
 TEST(CommandLine, ParsesTheDocumentedFormsAndRefusesTheRest) {
-  struct Case {
-    const char16_t* text;
-    UINT code;
-    const char* settings;  // "NAME=value|..."
-  } cases[] = {
-      {u"", ERROR_SUCCESS, ""},
-      {u"  INSTALLDIR=C:\\Apps\\X  ", ERROR_SUCCESS, "INSTALLDIR=C:\\Apps\\X|"},
+  struct Case { const char16_t* text; UINT code; const char* settings; } cases[] = {  // settings: "NAME=value|..."
+      {u"", ERROR_SUCCESS, ""}, {u"  INSTALLDIR=C:\\Apps\\X  ", ERROR_SUCCESS, "INSTALLDIR=C:\\Apps\\X|"},
       {u"A=1 B=\"two words\"\tC=\"\"", ERROR_SUCCESS, "A=1|B=two words|C=|"},
       {u"MYPROP=\"Embedded \"\"Quotes\"\" White Space\"", ERROR_SUCCESS, "MYPROP=Embedded \"Quotes\" White Space|"},
       {u"PROPERTY = \"string\"", ERROR_SUCCESS, "PROPERTY=string|"},
-      {u"P=a\"b c\" _x.1=2", ERROR_SUCCESS, "P=ab c|_x.1=2|"},
-      {u"NOVALUE", ERROR_INVALID_COMMAND_LINE, ""},
-      {u"A=", ERROR_INVALID_COMMAND_LINE, ""},
-      {u"=1", ERROR_INVALID_COMMAND_LINE, ""},
-      {u"1A=1", ERROR_INVALID_COMMAND_LINE, ""},
-      {u"A=\"open", ERROR_INVALID_COMMAND_LINE, ""},
-      {u"A=\"x\"B=1", ERROR_INVALID_COMMAND_LINE, ""},
-      {u"A=1 B", ERROR_INVALID_COMMAND_LINE, ""},
+      {u"P=a\"b c\" _x.1=2", ERROR_SUCCESS, "P=ab c|_x.1=2|"}, {u"NOVALUE", ERROR_INVALID_COMMAND_LINE, ""},
+      {u"A=", ERROR_INVALID_COMMAND_LINE, ""}, {u"=1", ERROR_INVALID_COMMAND_LINE, ""},
+      {u"1A=1", ERROR_INVALID_COMMAND_LINE, ""}, {u"A=\"open", ERROR_INVALID_COMMAND_LINE, ""},
+      {u"A=\"x\"B=1", ERROR_INVALID_COMMAND_LINE, ""}, {u"A=1 B", ERROR_INVALID_COMMAND_LINE, ""},
   };
   for (const Case& c : cases) {
     emulated::installer::PropertySettings settings;

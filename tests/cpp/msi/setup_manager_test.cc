@@ -61,11 +61,8 @@ TEST(InstallProgress, KeepsTheActionAndRefusesUnknownClasses) {
 TEST(SetupParameters, ParsesTheScriptsPropertyText) {
   using List = std::vector<std::pair<platform::wstring, platform::wstring>>;
   const std::pair<const char16_t*, List> cases[] = {
-      {u"A=1 B=\"x y\"", {{u"A", u"1"}, {u"B", u"x y"}}},
-      {u"no equals sign", {}},
-      {u"=5", {}},
-      {u"A=\"open", {{u"A", u""}}},
-      {u"A=\"x=y\"", {{u"A", u"x=y"}, {u"A=\"x", u"y\""}}},
+      {u"A=1 B=\"x y\"", {{u"A", u"1"}, {u"B", u"x y"}}}, {u"no equals sign", {}}, {u"=5", {}},
+      {u"A=\"open", {{u"A", u""}}}, {u"A=\"x=y\"", {{u"A", u"x=y"}, {u"A=\"x", u"y\""}}},
       {u"  INSTALLDIR=C:\\X\tY AGREE=1", {{u"INSTALLDIR", u"C:\\X\tY"}, {u"AGREE", u"1"}}},
   };
   for (const auto& [text, expected] : cases) {

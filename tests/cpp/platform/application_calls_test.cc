@@ -108,10 +108,8 @@ TEST_F(ApplicationCalls, MappingsAreSharedBetweenProcessesAndCheckTheirAccess) {
 TEST_F(ApplicationCalls, ExitWindowsExNeedsTheEnabledShutdownPrivilegeAndRecordsTheRequest) {
   struct Case { bool admin; const char* privilege; DWORD lookupError; DWORD adjustError; DWORD exitError; };
   const Case cases[] = {
-      {true, "SeShutdownPrivilege", 0, 0, 0},
-      {false, "seshutdownprivilege", 0, 0, 0},
-      {false, "SeDebugPrivilege", 0, 1300, 1314},
-      {true, "SeNoSuchPrivilege", 1313, 0, 1314},
+      {true, "SeShutdownPrivilege", 0, 0, 0}, {false, "seshutdownprivilege", 0, 0, 0},
+      {false, "SeDebugPrivilege", 0, 1300, 1314}, {true, "SeNoSuchPrivilege", 1313, 0, 1314},
   };
   for (const Case& c : cases) {
     emulated::writeMachineConfigValue("userIsAdmin", c.admin ? "1" : "0");

@@ -45,8 +45,7 @@ const std::vector<Row>& rows() {
   static const std::vector<Row> table = {
       // Crashed libmsi: a text ending right after an opening quote.
       {"SELECT '", kBad}, {"SELECT `", kBad}, {"SELECT * FROM Property WHERE Property='", kBad},
-      {"SELECT * FROM Property WHERE Property=`", kBad},
-      {"SELECT Value FROM Property WHERE Property='Ven'dor'", kBad},
+      {"SELECT * FROM Property WHERE Property=`", kBad}, {"SELECT Value FROM Property WHERE Property='Ven'dor'", kBad},
       // Looped for ever in libmsi: a trailing minus.
       {"SELECT -", kBad}, {"SELECT * FROM Media -", kBad}, {"SELECT * FROM Media WHERE DiskId = -", kBad},
       {"SELECT * FROM Media WHERE DiskId = - -1", kBad},
