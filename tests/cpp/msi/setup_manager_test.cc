@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "../support/test_packages.h"
+#include "../platform/msi_test_helpers.h"
 #include "install/msi/msi_handle_holder.h"
 
 namespace {
@@ -149,28 +149,17 @@ platform::wstring property(MSIHANDLE product, const char16_t* name) {
 TEST(SequenceWalk, RunsInOrderUpToTheStopAction) {
   test_packages::PackageCopy copy("actions", "walk");
   {
-    MsiHandleHolder database;
-    ASSERT_EQ(MsiOpenDatabaseW(copy.path.c_str(), MSIDBOPEN_TRANSACT, database.receive()), 0u);
-    const char16_t* statements[] = {
-        u"DELETE FROM `InstallExecuteSequence`",
-        u"INSERT INTO `CustomAction` (`Action`, `Type`, `Source`, `Target`) VALUES ('SetA', 51, 'A', '1')",
-        u"INSERT INTO `CustomAction` (`Action`, `Type`, `Source`, `Target`) VALUES ('SetB', 51, 'B', '[A]')",
-        u"INSERT INTO `CustomAction` (`Action`, `Type`, `Source`, `Target`) VALUES ('SetC', 51, 'C', '1')",
-        u"INSERT INTO `CustomAction` (`Action`, `Type`, `Source`, `Target`) VALUES ('SetD', 51, 'D', '1')",
-        u"INSERT INTO `CustomAction` (`Action`, `Type`, `Source`, `Target`) VALUES ('Stop', 51, 'STOP', '1')",
-        u"INSERT INTO `InstallExecuteSequence` (`Action`, `Sequence`) VALUES ('SetB', 10)",
-        u"INSERT INTO `InstallExecuteSequence` (`Action`, `Sequence`) VALUES ('SetA', -3)",
-        u"INSERT INTO `InstallExecuteSequence` (`Action`, `Sequence`) VALUES ('SetC', 20)",
-        u"INSERT INTO `InstallExecuteSequence` (`Action`, `Sequence`) VALUES ('SetD', 20)",
-        u"INSERT INTO `InstallExecuteSequence` (`Action`, `Condition`, `Sequence`) VALUES ('Stop', '1 = 0', 30)",
-        u"INSERT INTO `InstallExecuteSequence` (`Action`, `Sequence`) VALUES ('Refuse', 40)",
-    };
-    for (const char16_t* sql : statements) {
-      MsiHandleHolder view;
-      ASSERT_EQ(MsiDatabaseOpenViewW(database.get(), sql, view.receive()), 0u);
-      ASSERT_EQ(MsiViewExecute(view.get(), 0), 0u);
-    }
-    ASSERT_EQ(MsiDatabaseCommit(database.get()), 0u);
+    msi_test::Handle database = msi_test::openDatabase(copy.path, MSIDBOPEN_TRANSACT);
+    ASSERT_EQ(msi_test::runSql(database, u"DELETE FROM `InstallExecuteSequence`"), 0u);
+    const std::u16string action = u"INSERT INTO `CustomAction` (`Action`, `Type`, `Source`, `Target`) VALUES ";
+    for (const char16_t* values : {u"('SetA', 51, 'A', '1')", u"('SetB', 51, 'B', '[A]')", u"('SetC', 51, 'C', '1')",
+                                   u"('SetD', 51, 'D', '1')", u"('Stop', 51, 'STOP', '1')"})
+      ASSERT_EQ(msi_test::runSql(database, action + values), 0u);
+    const std::u16string step = u"INSERT INTO `InstallExecuteSequence` (`Action`, `Condition`, `Sequence`) VALUES ";
+    for (const char16_t* values : {u"('SetB', '', 10)", u"('SetA', '', -3)", u"('SetC', '', 20)", u"('SetD', '', 20)",
+                                   u"('Stop', '1 = 0', 30)", u"('Refuse', '', 40)"})
+      ASSERT_EQ(msi_test::runSql(database, step + values), 0u);
+    ASSERT_EQ(MsiDatabaseCommit(database), 0u);
   }
   for (const auto& [stop, result] : {std::pair{u"Stop", 0u}, std::pair{u"Missing", 1603u}}) {
     MsiHandleHolder product;
