@@ -8,6 +8,7 @@
 // Any crash, hang or output on stderr fails. The seed changes daily and is printed; PACKAGE_FUZZ_SEED
 // repeats a run. One summary line; exit status 1 on any failure.
 const { spawnSync } = require('child_process'), fs = require('fs'), os = require('os'), path = require('path');
+const { packageMachine } = require('../js/package_machine');
 
 const root = path.join(__dirname, '..', '..');
 const buildDir = process.env.INSTALLER_ORNEL_BUILD_DIR || path.join(root, 'build');
@@ -57,15 +58,12 @@ function runNative() {
 
 // One mutant as the default package; a failure text, or null.
 function runScript(mutant, counts) {
-  const dir = tmp('ui'), machine = path.join(dir, 'machine');
-  fs.mkdirSync(path.join(machine, 'drive_c', 'Setup'), { recursive: true });
-  fs.writeFileSync(path.join(machine, 'machine.conf'), 'hostExecutable=C:\\Setup\\setup.exe\n');
-  fs.copyFileSync(mutant, path.join(machine, 'drive_c', 'Setup', PACKAGE));
-  fs.copyFileSync(mutant, path.join(dir, PACKAGE));
+  const ui = packageMachine(mutant);
+  fs.copyFileSync(mutant, path.join(ui.dir, PACKAGE));
   // As a user runs it: libmsi's messages routed away, none on stderr.
-  const child = spawnSync(process.execPath, ['-e', inspections], { cwd: dir, encoding: 'utf8', timeout: 60000,
-    env: { ...process.env, INSTALLER_ORNEL_MACHINE: machine, INSTALLER_ORNEL_MSI_WARNINGS: '' } });
-  fs.rmSync(dir, { recursive: true, force: true });
+  const child = spawnSync(process.execPath, ['-e', inspections], { cwd: ui.dir, encoding: 'utf8', timeout: 60000,
+    env: { ...ui.env, INSTALLER_ORNEL_MSI_WARNINGS: '' } });
+  ui.remove();
   const name = path.basename(mutant);
   if (child.error) return `${name}: ${child.error.code === 'ETIMEDOUT' ? 'hang' : child.error.message}`;
   if (child.signal || child.status !== 0) return `${name}: ${child.signal || `exit ${child.status}`} ${child.stderr}`;
