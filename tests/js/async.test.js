@@ -2,7 +2,7 @@
 // The thread pool and the host-loop channel, driven through the test-only add-on: asynchronous calls, native
 // threads that call script receivers, a failing wake-up, and how the process ends with all of that going on.
 const test = require('node:test'), assert = require('node:assert'), { spawn } = require('node:child_process');
-const { shapes, addonPath } = require('./addons');
+const { shapes, addonPath, catchingUncaught } = require('./addons');
 
 const { query } = shapes(), [s, gates, hostCalls] = ['shapes', 'gates', 'host_calls'].map((name) => query(name));
 
@@ -16,21 +16,6 @@ async function until(condition, what, timeoutMs = 10000) {
     if (Date.now() > deadline) throw new Error(`timed out waiting for ${what}`);
     await sleep(5);
   }
-}
-
-// Collects what reaches 'uncaughtException' while `body` runs.
-async function catchingUncaught(body) {
-  const errors = [], listeners = process.listeners('uncaughtException');
-  process.removeAllListeners('uncaughtException');
-  const listener = (e) => errors.push(e);
-  process.on('uncaughtException', listener);
-  try {
-    await body(errors);
-  } finally {
-    process.removeListener('uncaughtException', listener);
-    listeners.forEach((l) => process.on('uncaughtException', l));
-  }
-  return errors;
 }
 
 // Starts host calls from native threads; resolves with the number of calls that threw on their worker.
