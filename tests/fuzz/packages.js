@@ -8,10 +8,9 @@
 // Any crash, hang or output on stderr fails. The seed changes daily and is printed; PACKAGE_FUZZ_SEED
 // repeats a run. One summary line; exit status 1 on any failure.
 const { spawnSync } = require('child_process'), fs = require('fs'), os = require('os'), path = require('path');
-const { packageMachine } = require('../js/package_machine');
+const { packageMachine } = require('../js/package_machine'), { buildDir } = require('../js/addons');
 
 const root = path.join(__dirname, '..', '..');
-const buildDir = process.env.INSTALLER_ORNEL_BUILD_DIR || path.join(root, 'build');
 const fuzzer = path.join(buildDir, 'tests', 'fuzz', 'package_fuzz');
 const sample = path.join(buildDir, 'tests', 'fixtures', 'sample.msi');
 const seed = Number(process.env.PACKAGE_FUZZ_SEED || Math.floor(Date.now() / 86400000));

@@ -8,9 +8,7 @@ const { spawn, execFileSync } = require('child_process'), fs = require('fs'), pa
 const { packageMachine } = require('../js/package_machine');
 
 const root = path.join(__dirname, '..', '..');
-const buildDir = process.env.INSTALLER_ORNEL_BUILD_DIR || path.join(root, 'build');
-const SERVICES = ['application', 'trace_helper', 'debug_configuration', 'tracer_controller',
-  'msi_product_info', 'msi_package_info', 'msi_setup_manager', 'installer_controller'];
+const { buildDir, SERVICES } = require('../js/addons');
 // Left out because their effect is not confined to the temporary machine, whatever the arguments;
 // every other method (fixBeta, initLog, turnOnTraces included) is called.
 const RUNS_ACTIONS = 'runs Windows Installer actions against the machine, for minutes';

@@ -22,6 +22,9 @@ async function catchingUncaught(body) {
 
 module.exports = {
   catchingUncaught,
+  // Every service query knows.
+  SERVICES: ['application', 'trace_helper', 'debug_configuration', 'tracer_controller', 'msi_product_info',
+    'msi_package_info', 'msi_setup_manager', 'installer_controller'],
   buildDir,
   addonPath: (name) => path.join(buildDir, `${name}.node`),
   main: () => require(path.join(buildDir, 'installer_ornel.node')),

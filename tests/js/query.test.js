@@ -1,9 +1,7 @@
 'use strict';
-const test = require('node:test'), assert = require('node:assert'), addons = require('./addons');
+const test = require('node:test'), assert = require('node:assert'), addons = require('./addons'), { SERVICES } = addons;
 
 // A Worker's load is refused: tests/js/process_exit.test.js.
-const SERVICES = ['application', 'trace_helper', 'debug_configuration', 'tracer_controller',
-  'msi_product_info', 'msi_package_info', 'msi_setup_manager', 'installer_controller'];
 
 test('require of the repository gives the add-on, whose query has every service, each cached', () => {
   const root = require('../..');
