@@ -43,9 +43,7 @@ class ActionsTest : public session_test::SessionTest {
   UINT run(const char16_t* action) { return MsiDoActionW(session_, action); }
   std::vector<std::string> texts(UINT type) const {
     std::vector<std::string> found;
-    for (const auto& [messageType, text] : received) {
-      if (messageType == type) found.push_back(text);
-    }
+    for (const auto& [messageType, text] : received) if (messageType == type) found.push_back(text);
     return found;
   }
   INSTALLSTATE requested(const char16_t* feature) {

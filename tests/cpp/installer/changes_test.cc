@@ -94,9 +94,7 @@ class Changes : public test_support::TempMachineTest {
     UINT code = 1;
     auto journal = InstallJournal::begin(&code);
     for (const ScriptAction& action : script.actions()) {
-      for (const ScriptOperation& op : action.operations) {
-        if (code == 0) code = op.run(*session, *journal);
-      }
+      for (const ScriptOperation& op : action.operations) if (code == 0) code = op.run(*session, *journal);
     }
     if (commit && code == 0) journal->commit();
     else journal->rollBack(nullptr);
@@ -135,9 +133,7 @@ TEST_F(Changes, TheScriptCarriesTheDocumentedTextsAndTicks) {
   for (const std::string& text : expected) EXPECT_NE(std::find(texts.begin(), texts.end(), text), texts.end()) << text;
   EXPECT_EQ(texts.size(), 15u);
   long long total = 0;
-  for (const auto& action : script.actions()) {
-    for (const auto& op : action.operations) total += op.ticks;
-  }
+  for (const auto& action : script.actions()) for (const auto& op : action.operations) total += op.ticks;
   EXPECT_EQ(script.totalTicks(), total);
 
   // A package session has no script: the actions change nothing.
