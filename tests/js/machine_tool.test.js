@@ -62,12 +62,10 @@ test('conditions over the machine, the properties set and the resolved directori
 test('registry values of each type set, read back and deleted; mistakes change nothing', () => {
   const root = freshRoot(), key = 'HKLM\\Software\\Maker\\Product';
   const values = [
-    [['Dir', 'C:\\Apps\\'], 'C:\\Apps\\', 'REG_SZ'],
-    [['Build', '0x10', '--type', 'REG_DWORD'], '16', 'REG_DWORD'],
+    [['Dir', 'C:\\Apps\\'], 'C:\\Apps\\', 'REG_SZ'], [['Build', '0x10', '--type', 'REG_DWORD'], '16', 'REG_DWORD'],
     [['Big', '4294967296', '--type', 'REG_QWORD'], '4294967296', 'REG_QWORD'],
     [['Paths', 'a', 'b', '--type', 'REG_MULTI_SZ'], 'a\nb', 'REG_MULTI_SZ'],
-    [['Blob', '00ff', '--type', 'REG_BINARY'], '00ff', 'REG_BINARY'],
-    [['', 'default'], 'default', 'REG_SZ'],
+    [['Blob', '00ff', '--type', 'REG_BINARY'], '00ff', 'REG_BINARY'], [['', 'default'], 'default', 'REG_SZ'],
   ];
   for (const [args, shown] of values) {
     assert.strictEqual(machine(root, 'registry', 'set', key, ...args).status, 0);
