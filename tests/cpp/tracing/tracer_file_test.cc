@@ -139,12 +139,8 @@ TEST_F(ProcessTracer, IsCreatedOnceWhenThreadsRaceToIt) {
     std::atomic<bool> go{false};
     std::vector<installer::tracing::Tracer*> seen(8);
     std::vector<std::thread> threads;
-    for (size_t i = 0; i < seen.size(); ++i) {
-      threads.emplace_back([&, i] {
-        while (!go.load()) continue;
-        seen[i] = getTracer().get();
-      });
-    }
+    for (size_t i = 0; i < seen.size(); ++i)
+      threads.emplace_back([&, i] { while (!go.load()) continue; seen[i] = getTracer().get(); });
     go = true;
     for (std::thread& t : threads) t.join();
     for (auto* tracer : seen) if (tracer == nullptr || tracer != seen[0]) return 2;
