@@ -3,13 +3,12 @@
 #include "async_probe.h"
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 
+#include "../cpp/interop/gate.h"
 #include "install/installer_ornel/interop_helpers/async_call.h"
 #include "install/installer_ornel/interop_helpers/host_call.h"
 #include "install/installer_ornel/interop_helpers/thread_pool.h"
@@ -23,24 +22,14 @@ using node_interop::helpers::ScriptHost;
 using node_interop::helpers::ThreadPool;
 using platform::wstring;
 
-// Asynchronous calls of wait() block their pool threads until script opens the gate for them.
+// Asynchronous calls of wait() block their pool threads until script opens the gate for them (the native tests' gate).
 class Gates {
  public:
   static constexpr const char kName[] = "gates";
 
-  std::int32_t wait(const std::int32_t& id) {
-    std::unique_lock<std::mutex> lock(mutex_);
-    ++started_;
-    changed_.wait(lock, [this] { return passes_ > 0; });
-    --passes_;
-    return id;
-  }
-  std::int32_t open(const std::int32_t& passes) {
-    { std::lock_guard<std::mutex> lock(mutex_); passes_ += passes; }
-    changed_.notify_all();
-    return 0;
-  }
-  std::int32_t started() { std::lock_guard<std::mutex> lock(mutex_); return started_; }
+  std::int32_t wait(const std::int32_t& id) { return gate_.pass(), id; }
+  std::int32_t open(const std::int32_t& passes) { return gate_.open(passes), 0; }
+  std::int32_t started() { return gate_.started(); }
   std::int32_t poolExceptions() { return std::int32_t(ThreadPool::instance().exceptionManager()->size()); }
   std::int32_t poolRecords() { return static_cast<std::int32_t>(ThreadPool::instance().recordCount()); }
   std::int32_t keptCalls() {
@@ -54,9 +43,7 @@ class Gates {
   }
 
  private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  std::int32_t started_ = 0, passes_ = 0;
+  interop_test::Gate gate_;
 };
 
 // What the native threads of one start() share. The last thread to finish sends "completed" and lets the loop go.

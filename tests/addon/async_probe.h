@@ -10,10 +10,7 @@
 namespace async_probe {
 
 // A sample's level, and the step that "progressChanged" carries.
-struct Level {
-  platform::wstring label;
-  std::uint32_t amount = 0;
-};
+struct Level { platform::wstring label; std::uint32_t amount = 0; };
 
 }  // namespace async_probe
 

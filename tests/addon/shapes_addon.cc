@@ -18,13 +18,7 @@ namespace shapes {
 using platform::wstring;
 using async_probe::Level;
 
-struct Sample {
-  wstring name;
-  std::uint32_t count = 0;
-  std::int32_t delta = 0;
-  bool flag = false;
-  Level level;
-};
+struct Sample { wstring name; std::uint32_t count = 0; std::int32_t delta = 0; bool flag = false; Level level; };
 
 }  // namespace shapes
 

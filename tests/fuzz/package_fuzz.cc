@@ -37,12 +37,7 @@ using installer::msi_wrapper::FeatureInfo;
 constexpr std::size_t kSector = 512;
 constexpr unsigned kChildSeconds = 20;
 
-struct Options {
-  std::string package, keep, emit;
-  std::uint32_t seed = 1;
-  long count = 3000;
-  double seconds = 1e9;
-};
+struct Options { std::string package, keep, emit; std::uint32_t seed = 1; long count = 3000; double seconds = 1e9; };
 
 std::string readFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
@@ -57,8 +52,7 @@ void writeFile(const std::string& path, const std::string& bytes) {
 void changeFatEntry(std::string& bytes, std::mt19937& random) {
   std::size_t fatSector = 0;
   for (int i = 3; i >= 0; --i) fatSector = fatSector << 8 | std::uint8_t(bytes[76 + i]);
-  const std::size_t at = (fatSector + 1) * kSector;
-  const std::size_t sectors = bytes.size() / kSector - 1;
+  const std::size_t at = (fatSector + 1) * kSector, sectors = bytes.size() / kSector - 1;
   if (at + kSector > bytes.size() || sectors == 0) return;
   const std::size_t entry = random() % std::min<std::size_t>(sectors, kSector / 4);
   static const std::uint32_t special[] = {0xFFFFFFFE, 0xFFFFFFFF, 0xFFFFFFFD, 0xFFFFFFFC};
@@ -143,8 +137,7 @@ Verdict runChild(const std::string& hostPath) {
   }
   close(out[1]); close(err[1]);
   // stderr is small or the child is at fault; read it last.
-  const std::string result = drain(out[0]);
-  const std::string messages = drain(err[0]);
+  const std::string result = drain(out[0]), messages = drain(err[0]);
   int status = 0;
   waitpid(child, &status, 0);
   if (WIFSIGNALED(status)) {

@@ -7,18 +7,14 @@
 // UI process calls every method of msi_product_info and msi_package_info on it, sync and async.
 // Any crash, hang or output on stderr fails. The seed changes daily and is printed; PACKAGE_FUZZ_SEED
 // repeats a run. One summary line; exit status 1 on any failure.
-const { spawnSync } = require('child_process');
-const fs = require('fs');
-const os = require('os');
-const path = require('path');
+const { spawnSync } = require('child_process'), fs = require('fs'), os = require('os'), path = require('path');
+const { packageMachine } = require('../js/package_machine'), { buildDir } = require('../js/addons');
 
 const root = path.join(__dirname, '..', '..');
-const buildDir = process.env.INSTALLER_ORNEL_BUILD_DIR || path.join(root, 'build');
 const fuzzer = path.join(buildDir, 'tests', 'fuzz', 'package_fuzz');
 const sample = path.join(buildDir, 'tests', 'fixtures', 'sample.msi');
 const seed = Number(process.env.PACKAGE_FUZZ_SEED || Math.floor(Date.now() / 86400000));
-const seconds = Number(process.env.PACKAGE_FUZZ_SECONDS || 60);
-const SCRIPT_MUTANTS = 36;
+const seconds = Number(process.env.PACKAGE_FUZZ_SECONDS || 60), SCRIPT_MUTANTS = 36;
 const PACKAGE = 'brindle_installer.msi';
 const tmp = (what) => fs.mkdtempSync(path.join(os.tmpdir(), `ornel-fuzz-${what}-`));
 
@@ -61,16 +57,12 @@ function runNative() {
 
 // One mutant as the default package; a failure text, or null.
 function runScript(mutant, counts) {
-  const dir = tmp('ui');
-  const machine = path.join(dir, 'machine');
-  fs.mkdirSync(path.join(machine, 'drive_c', 'Setup'), { recursive: true });
-  fs.writeFileSync(path.join(machine, 'machine.conf'), 'hostExecutable=C:\\Setup\\setup.exe\n');
-  fs.copyFileSync(mutant, path.join(machine, 'drive_c', 'Setup', PACKAGE));
-  fs.copyFileSync(mutant, path.join(dir, PACKAGE));
+  const ui = packageMachine(mutant);
+  fs.copyFileSync(mutant, path.join(ui.dir, PACKAGE));
   // As a user runs it: libmsi's messages routed away, none on stderr.
-  const child = spawnSync(process.execPath, ['-e', inspections], { cwd: dir, encoding: 'utf8', timeout: 60000,
-    env: { ...process.env, INSTALLER_ORNEL_MACHINE: machine, INSTALLER_ORNEL_MSI_WARNINGS: '' } });
-  fs.rmSync(dir, { recursive: true, force: true });
+  const child = spawnSync(process.execPath, ['-e', inspections], { cwd: ui.dir, encoding: 'utf8', timeout: 60000,
+    env: { ...ui.env, INSTALLER_ORNEL_MSI_WARNINGS: '' } });
+  ui.remove();
   const name = path.basename(mutant);
   if (child.error) return `${name}: ${child.error.code === 'ETIMEDOUT' ? 'hang' : child.error.message}`;
   if (child.signal || child.status !== 0) return `${name}: ${child.signal || `exit ${child.status}`} ${child.stderr}`;
@@ -83,8 +75,7 @@ function runScript(mutant, counts) {
 
 function main() {
   if (!fs.existsSync(fuzzer) || !fs.existsSync(sample)) fail(`${fuzzer} or ${sample} missing (run npm run build first)`);
-  const native = runNative();
-  const mutants = tmp('mutants');
+  const native = runNative(), mutants = tmp('mutants');
   const emitted = spawnSync(fuzzer, ['--package', sample, '--seed', String(seed + 1), '--count', String(SCRIPT_MUTANTS),
     '--emit', mutants], { encoding: 'utf8' });
   if (emitted.status !== 0) fail(`could not write the mutants: ${emitted.stderr}`);

@@ -4,15 +4,11 @@
 // hang, a call returns or throws an Error (or the fuzzer's own throw), no GLib noise on stderr.
 // Each round is a fresh watched node process; a seed repeats the same synchronous calls.
 //   SCRIPT_FUZZ_SEED=1234 SCRIPT_FUZZ_SECONDS=60 node tests/fuzz/script_values.js
-const { spawn, execFileSync } = require('child_process');
-const fs = require('fs');
-const path = require('path');
+const { spawn, execFileSync } = require('child_process'), fs = require('fs'), path = require('path');
 const { packageMachine } = require('../js/package_machine');
 
 const root = path.join(__dirname, '..', '..');
-const buildDir = process.env.INSTALLER_ORNEL_BUILD_DIR || path.join(root, 'build');
-const SERVICES = ['application', 'trace_helper', 'debug_configuration', 'tracer_controller',
-  'msi_product_info', 'msi_package_info', 'msi_setup_manager', 'installer_controller'];
+const { buildDir, SERVICES } = require('../js/addons');
 // Left out because their effect is not confined to the temporary machine, whatever the arguments;
 // every other method (fixBeta, initLog, turnOnTraces included) is called.
 const RUNS_ACTIONS = 'runs Windows Installer actions against the machine, for minutes';
@@ -39,8 +35,7 @@ function generator(seed) {
     t ^= t + Math.imul(t ^ (t >>> 7), t | 61);
     return ((t ^ (t >>> 14)) >>> 0) / 4294967296;
   };
-  const int = (n) => Math.floor(next() * n);
-  const repeat = (n, make) => Array.from({ length: n }, make);
+  const int = (n) => Math.floor(next() * n), repeat = (n, make) => Array.from({ length: n }, make);
   return { next, int, repeat, pick: (list) => list[int(list.length)], chance: (p) => next() < p };
 }
 
@@ -151,11 +146,8 @@ const kind = (v) => attempt(() => {
 function round() {
   const rand = generator(Number(process.env.SCRIPT_FUZZ_SEED));
   const deadline = Date.now() + Number(process.env.SCRIPT_FUZZ_ROUND_MS);
-  const log = fs.openSync(process.env.SCRIPT_FUZZ_CALL_LOG, 'w');
-  const { query } = require(root);
-  const seen = [];
-  const value = makeValues(rand, seen);
-  const stats = zeroStats();
+  const log = fs.openSync(process.env.SCRIPT_FUZZ_CALL_LOG, 'w'), { query } = require(root), seen = [];
+  const value = makeValues(rand, seen), stats = zeroStats();
   const fail = (what) => {
     process.stdout.write(`FAIL ${what}\n`);
     process.exit(3);
@@ -185,8 +177,7 @@ function round() {
     remember(result, false);
     if (rand.chance(throwChance)) throw new FuzzThrow();
   };
-  const callback = makeCallback(0.02);
-  const throwingCallback = makeCallback(1);
+  const callback = makeCallback(0.02), throwingCallback = makeCallback(1);
 
   const call = () => {
     const method = rand.pick(methods);
@@ -194,8 +185,7 @@ function round() {
       (error) => fail(`the fuzzer's own value generator threw: ${error && error.stack}`));
     const asynchronous = rand.chance(0.35);
     if (asynchronous) args.push(rand.chance(0.9) ? callback : throwingCallback);
-    const self = receiver(method);
-    const construct = rand.chance(0.02);
+    const self = receiver(method), construct = rand.chance(0.02);
     fs.writeSync(log, `${method.id}${asynchronous ? ' async' : ''}${construct ? ' new' : ''}` +
       `${self === method.service ? '' : ' wrong receiver'} (${args.map(kind).join(', ')})\n`);
     ++stats[asynchronous ? 'async' : 'sync'];
@@ -240,8 +230,7 @@ function verdict({ code, signal, hung, stdout, stderr }) {
 function runRound(index, seed, ms) {
   // A fresh UI directory with `fixture` as the default package, and an older and a newer version of
   // the product installed for the conflict and version queries.
-  const fixture = FIXTURES[index % FIXTURES.length];
-  const ui = packageMachine(fixture);
+  const fixture = FIXTURES[index % FIXTURES.length], ui = packageMachine(fixture);
   const packageFile = path.join(buildDir, 'tests', 'fixtures', `${fixture}.msi`);
   for (const [version, code] of [['0.9.0', '09'], ['99.0.0', '99']]) {
     execFileSync(process.execPath, [path.join(root, 'tools', 'machine.js'), 'register', packageFile, '--version',

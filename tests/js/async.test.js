@@ -1,13 +1,10 @@
 'use strict';
 // The thread pool and the host-loop channel, driven through the test-only add-on: asynchronous calls, native
 // threads that call script receivers, a failing wake-up, and how the process ends with all of that going on.
-const test = require('node:test');
-const assert = require('node:assert');
-const { spawn } = require('node:child_process');
-const { shapes, addonPath } = require('./addons');
+const test = require('node:test'), assert = require('node:assert'), { spawn } = require('node:child_process');
+const { shapes, addonPath, catchingUncaught } = require('./addons');
 
-const { query } = shapes();
-const [s, gates, hostCalls] = ['shapes', 'gates', 'host_calls'].map((name) => query(name));
+const { query } = shapes(), [s, gates, hostCalls] = ['shapes', 'gates', 'host_calls'].map((name) => query(name));
 
 const sleep = (ms) => new Promise((resolve) => setTimeout(resolve, ms));
 // Long enough for a task started by mistake to show up.
@@ -21,22 +18,6 @@ async function until(condition, what, timeoutMs = 10000) {
   }
 }
 
-// Collects what reaches 'uncaughtException' while `body` runs.
-async function catchingUncaught(body) {
-  const errors = [];
-  const listeners = process.listeners('uncaughtException');
-  process.removeAllListeners('uncaughtException');
-  const listener = (e) => errors.push(e);
-  process.on('uncaughtException', listener);
-  try {
-    await body(errors);
-  } finally {
-    process.removeListener('uncaughtException', listener);
-    listeners.forEach((l) => process.on('uncaughtException', l));
-  }
-  return errors;
-}
-
 // Starts host calls from native threads; resolves with the number of calls that threw on their worker.
 function runHostCalls(receiver, threads, calls) {
   return new Promise((resolve) => {
@@ -47,9 +28,7 @@ function runHostCalls(receiver, threads, calls) {
 
 // A failed call's slot goes to the next: 19 blocked calls, a failing one and 6 more leave 20 running.
 test('the pool runs 20 calls at once, a failed one frees its slot, each delivers once', async () => {
-  const base = gates.started();
-  const exceptions = gates.poolExceptions();
-  const done = [];
+  const base = gates.started(), exceptions = gates.poolExceptions(), done = [];
   for (let i = 0; i < 19; i++) gates.wait(i, (id) => done.push(id));
   s.fail('x', () => assert.fail('the callback of a failed call never runs'));
   for (let i = 19; i < 25; i++) gates.wait(i, (id) => done.push(id));
@@ -127,8 +106,7 @@ test('a record argument reaches the receiver as a record object', async () => {
 });
 
 test('a missing method or a throwing one: the worker goes on, the error reaches uncaughtException', async () => {
-  const boom = new Error('from the receiver');
-  const [delivered, failures] = [[], []];
+  const boom = new Error('from the receiver'), [delivered, failures] = [[], []];
   const errors = await catchingUncaught(async (seen) => {
     failures.push(await runHostCalls({ event(v) { delivered.push(v); if (v === 1) throw boom; } }, 1, 3));
     failures.push(await runHostCalls({}, 1, 2));
@@ -180,8 +158,7 @@ function runChild(source) {
 
 test('process.exit ends the process promptly with calls and host calls in flight', async () => {
   const result = await runChild(`
-    const { query } = require(addon);
-    const gates = query('gates');
+    const { query } = require(addon), gates = query('gates');
     for (let i = 0; i < 25; i++) gates.wait(i, () => {});
     query('shapes').sleep(60000, () => {});
     query('host_calls').start({ event() {}, completed() {} }, 4, 1e9);

@@ -1,13 +1,8 @@
 'use strict';
 // The bootstrapper of the emulated machine, around a small UI script that reads the
 // command line through the scenario tool, waits for the package and hides the splash screen.
-const test = require('node:test');
-const assert = require('node:assert');
-const { spawnSync } = require('child_process');
-const fs = require('fs');
-const os = require('os');
-const path = require('path');
-const { buildDir } = require('./addons');
+const test = require('node:test'), assert = require('node:assert'), { spawnSync } = require('child_process');
+const fs = require('fs'), os = require('os'), path = require('path'), { buildDir } = require('./addons');
 const { machineTool } = require('./child');
 
 const BOOTSTRAPPER = path.join(__dirname, '..', '..', 'tools', 'bootstrapper.js');
@@ -31,10 +26,9 @@ function bootstrap(root, options, uiArgs) {
 }
 
 test('the UI gets the command line, the package and the splash-screen event, and its exit code is the result', () => {
-  const longText = 'x'.repeat(1500);
   const cases = [
     { text: '/log "C:\\My Logs"', pkg: true, ui: ['hide', '7'], length: 17, lines: ['splash screen hidden'] },
-    { text: longText, pkg: false, ui: ['stay', '0'], length: 1024, lines: [] },
+    { text: 'x'.repeat(1500), pkg: false, ui: ['stay', '0'], length: 1024, lines: [] },
     { text: '', pkg: true, ui: ['hide', '3'], length: 0, lines: ['splash screen hidden'] },
   ];
   for (const c of cases) {
@@ -46,9 +40,8 @@ test('the UI gets the command line, the package and the splash-screen event, and
     if (c.pkg) options.push('--package', path.join(packageDir, 'brindle_installer.msi'));
     const run = bootstrap(root, options, c.ui);
     assert.strictEqual(run.status, Number(c.ui[1]), run.err);
-    assert.deepStrictEqual(run.report.length, c.length);
-    assert.strictEqual(run.report.start, c.text.slice(0, 20));
-    assert.strictEqual(run.report.cwd, c.pkg ? packageDir : run.dir);
+    assert.deepStrictEqual(run.report,
+      { length: c.length, start: c.text.slice(0, 20), cwd: c.pkg ? packageDir : run.dir }, run.err);
     assert.deepStrictEqual(run.rest, c.lines);
     assert.strictEqual(fs.existsSync(path.join(root, 'drive_c', 'Setup', 'brindle_installer.msi')), c.pkg);
     for (const kind of ['events', 'mappings']) assert.deepStrictEqual(fs.readdirSync(path.join(root, 'kernel', kind)), []);
@@ -57,6 +50,5 @@ test('the UI gets the command line, the package and the splash-screen event, and
 
 test('a bootstrapper without a UI command is refused', () => {
   const result = spawnSync(process.execPath, [BOOTSTRAPPER, '--extract-delay', 'soon'], { encoding: 'utf8' });
-  assert.strictEqual(result.status, 2);
-  assert.match(result.stderr, /usage/);
+  assert.deepStrictEqual([result.status, /usage/.test(result.stderr)], [2, true], result.stderr);
 });

@@ -4,10 +4,7 @@
 // machine root as it was. A rollback of changes shows as one reset with
 // the bar moving backwards all the way; a cancel before the execution has
 // nothing to take back, one at the last message has changes to.
-const test = require('node:test');
-const assert = require('node:assert');
-const fs = require('fs');
-const path = require('path');
+const test = require('node:test'), assert = require('node:assert'), fs = require('fs'), path = require('path');
 const m = require('./install_machine');
 
 for (const { name, prepare, command } of m.RUNS) {

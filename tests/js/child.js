@@ -2,10 +2,7 @@
 // Runs a script in a fresh node process, in a fresh current directory and
 // a fresh emulated machine, as an installer UI would start: the tracer and
 // every service are new.
-const { spawnSync } = require('child_process');
-const fs = require('fs');
-const os = require('os');
-const path = require('path');
+const { spawnSync } = require('child_process'), fs = require('fs'), os = require('os'), path = require('path');
 
 const root = path.join(__dirname, '..', '..');
 

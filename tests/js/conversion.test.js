@@ -1,9 +1,7 @@
 'use strict';
 // Script values to native and back, through the test add-on's shapes: scalars, "value" boxes, records and arrays of
 // records.
-const test = require('node:test');
-const assert = require('node:assert');
-const { shapes, fails } = require('./addons');
+const test = require('node:test'), assert = require('node:assert'), { shapes, fails } = require('./addons');
 
 const s = shapes().query('shapes');
 const sample = (extra = {}) => ({ name: 'n', count: 1, delta: -2, flag: true, level: { label: 'l', amount: 3 }, ...extra });
@@ -87,8 +85,7 @@ test('a record given field by field is read in order and left untouched', () => 
   const input = sample();
   assert.strictEqual(s.touch(input), true);
   assert.deepStrictEqual(input, sample());
-  const order = [];
-  const traced = new Proxy(sample(), { get(target, key) { order.push(key); return target[key]; } });
+  const order = [], traced = new Proxy(sample(), { get(target, key) { order.push(key); return target[key]; } });
   s.touch(traced);
   assert.deepStrictEqual(order.filter((k) => typeof k === 'string' && k !== 'value'),
     ['name', 'count', 'delta', 'flag', 'level']);

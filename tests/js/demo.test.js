@@ -1,16 +1,10 @@
 'use strict';
 // npm start, the terminal installer, used as a person uses it: in a terminal
 // (tmux, with keys sent and the screen read back), and without one, as in CI.
-const test = require('node:test');
-const assert = require('node:assert');
-const { spawn, spawnSync } = require('child_process');
-const fs = require('fs');
-const os = require('os');
-const path = require('path');
-const { snapshot } = require('./install_machine');
+const test = require('node:test'), assert = require('node:assert'), { spawn, spawnSync } = require('child_process');
+const fs = require('fs'), os = require('os'), path = require('path'), { snapshot } = require('./install_machine');
 
-const REPO = path.join(__dirname, '..', '..');
-const START = path.join(REPO, 'examples', 'terminal-installer', 'start.js');
+const REPO = path.join(__dirname, '..', '..'), START = path.join(REPO, 'examples', 'terminal-installer', 'start.js');
 
 // Calls `read` every 200 ms until `check` gives something other than
 // undefined, and returns that; fails after `seconds`.
@@ -31,8 +25,7 @@ const machineState = (root) => Object.fromEntries(Object.entries(snapshot(root))
   .filter(([name]) => !name.startsWith('kernel/') && !name.startsWith('drive_c/Setup/Logs/')));
 
 test('in a terminal: Enter installs, the bar moves, c cancels, and the machine is as before', async () => {
-  const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'ornel-demo-'));
-  const root = path.join(dir, 'machine');
+  const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'ornel-demo-')), root = path.join(dir, 'machine');
   const socket = `ornel-demo-${process.pid}`;
   // The tmux server passes its own environment to the command, less the
   // sanitizer runtimes, which only the command gets.

@@ -2,16 +2,11 @@
 // The README shows the example UI script as it is, the script installs the
 // package of an emulated machine with progress, and docs/guide.md documents
 // every method of every service, and no other.
-const test = require('node:test');
-const assert = require('node:assert');
-const fs = require('fs');
-const path = require('path');
-const { spawnSync } = require('child_process');
-const { packageMachine } = require('./package_machine');
-const { buildDir } = require('./addons');
+const test = require('node:test'), assert = require('node:assert'), fs = require('fs'), path = require('path');
+const { spawnSync } = require('child_process'), { packageMachine } = require('./package_machine');
+const { buildDir, SERVICES } = require('./addons');
 
-const root = path.join(__dirname, '..', '..');
-const read = (file) => fs.readFileSync(path.join(root, file), 'utf8');
+const root = path.join(__dirname, '..', '..'), read = (file) => fs.readFileSync(path.join(root, file), 'utf8');
 const EXAMPLE = 'examples/install-with-progress.js';
 
 test('the README shows examples/install-with-progress.js verbatim', () => {
@@ -34,16 +29,13 @@ test('the example installs the demo\'s package with progress, started elsewhere 
 });
 
 test('the guide has a heading for each method of each service', () => {
-  const { query } = require(root);
-  const documented = {};
+  const { query } = require(root), documented = {};
   let service;
   for (const line of read('docs/guide.md').split('\n')) {
     const heading = /^### ([a-z_]+)$/.exec(line);
     if (heading) documented[service = heading[1]] = [];
     else if (line.startsWith('#### ')) documented[service].push(...[...line.matchAll(/`(?:\w+\.)?(\w+)\(/g)].map((m) => m[1]));
   }
-  const SERVICES = ['application', 'installer_controller', 'msi_product_info', 'msi_package_info',
-    'msi_setup_manager', 'tracer_controller', 'trace_helper', 'debug_configuration'];
   const actual = Object.fromEntries(SERVICES.map((name) => [name, Object.keys(query(name)).sort()]));
   for (const name of Object.keys(documented)) documented[name].sort();
   assert.deepStrictEqual(documented, actual);

@@ -1,25 +1,18 @@
 'use strict';
 // msi_product_info and msi_package_info on an emulated machine: a real package next to the host executable.
-const test = require('node:test');
-const assert = require('node:assert');
-const fs = require('fs');
-const path = require('path');
-const { buildDir } = require('./addons');
-const { runChild, traceFiles, TOOL } = require('./child');
+const test = require('node:test'), assert = require('node:assert'), fs = require('fs'), path = require('path');
+const { buildDir } = require('./addons'), { runChild, traceFiles, TOOL } = require('./child');
 
-const fixture = (name) => path.join(buildDir, 'tests', 'fixtures', `${name}.msi`);
-const PACKAGE = 'brindle_installer.msi';
+const fixture = (name) => path.join(buildDir, 'tests', 'fixtures', `${name}.msi`), PACKAGE = 'brindle_installer.msi';
 const OTHER = '{00000000-1111-2222-3333-444444444444}';
 
 // Runs `body` in a fresh UI process whose host executable is C:\Setup\setup.exe.
-function ui(body, { setup = () => {}, hostExecutable = 'C:\\Setup\\setup.exe' } = {}) {
+function ui(body, { hostExecutable = 'C:\\Setup\\setup.exe' } = {}) {
   return runChild(`
-    const fs = require('fs'), path = require('path');
-    const root = process.env.INSTALLER_ORNEL_MACHINE;
+    const fs = require('fs'), path = require('path'), root = process.env.INSTALLER_ORNEL_MACHINE;
     fs.mkdirSync(path.join(root, 'drive_c', 'Setup'), { recursive: true });
     fs.writeFileSync(path.join(root, 'machine.conf'), ${JSON.stringify(`hostExecutable=${hostExecutable}\n`)});
-    const out = {};
-    const attempt = (f) => { try { return f(); } catch (e) { return 'Error: ' + e.message; } };
+    const out = {}, attempt = (f) => { try { return f(); } catch (e) { return 'Error: ' + e.message; } };
     ${body}
     console.log(JSON.stringify(out));`);
 }
@@ -51,10 +44,8 @@ test('the product is read from the package beside the host executable, once it i
 test('a package without branding gives empty texts; a host in a drive root finds it there', () => {
   const out = result(ui(`
     fs.copyFileSync(${JSON.stringify(fixture('product'))}, path.join(root, 'drive_c', '${PACKAGE}'));
-    const product = query('msi_product_info');
-    out.file = product.getMsiFilePath();
-    out.rebranding = product.getRebrandingCode();
-    out.premium = product.getPremiumLink();`, { hostExecutable: 'C:\\setup.exe' }));
+    const p = query('msi_product_info');
+    Object.assign(out, { file: p.getMsiFilePath(), rebranding: p.getRebrandingCode(), premium: p.getPremiumLink() });`, { hostExecutable: 'C:\\setup.exe' }));
   assert.deepStrictEqual(out, { file: `C:\\${PACKAGE}`, rebranding: '', premium: '' });
 });
 
@@ -106,14 +97,10 @@ const installed = (name, registrations, body) => result(ui(`
   ${body}`));
 
 test('the setup type follows what the machine has installed', () => {
-  const scenarios = [
-    ['no_upgrade', [], 0],
-    ['product', [], 1],
+  const scenarios = [['no_upgrade', [], 0], ['product', [], 1], ['product', [[]], 4],
     ['product', [['--product-code', OTHER, '--version', '0.5.0']], 1],
     ['product', [['--product-code', OTHER, '--version', '1.1.0']], 3],
-    ['product', [[]], 4],
-    ['product', [['--package-code', '{99999999-1111-2222-3333-444444444444}']], 2],
-  ];
+    ['product', [['--package-code', '{99999999-1111-2222-3333-444444444444}']], 2]];
   for (const [name, registrations, expected] of scenarios) {
     const out = installed(name, registrations, `out.type = query('msi_product_info').getSetupType();`);
     assert.strictEqual(out.type, expected, `${name} with ${JSON.stringify(registrations)}`);

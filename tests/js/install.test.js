@@ -2,15 +2,11 @@
 // Installations and removals on the emulated machine, through the scenario
 // tool: what they leave on the machine, their result codes, and their
 // progress as the installer UI's bar reads it.
-const test = require('node:test');
-const assert = require('node:assert');
-const fs = require('fs');
-const path = require('path');
+const test = require('node:test'), assert = require('node:assert'), fs = require('fs'), path = require('path');
 const m = require('./install_machine');
 
 const PAYLOAD = path.join(__dirname, '..', 'fixtures', 'files');
-const MENU = 'ProgramData/Microsoft/Windows/Start Menu/Programs/';
-const APP_DIR = 'C:\\Program Files\\Ornel Scenario\\';
+const MENU = 'ProgramData/Microsoft/Windows/Start Menu/Programs/', APP_DIR = 'C:\\Program Files\\Ornel Scenario\\';
 const SOURCES = {
   'app.txt': 'scenario_app.txt', 'settings.ini': 'scenario_settings.ini', 'docs/manual.txt': 'scenario_manual.txt',
 };
@@ -31,8 +27,7 @@ const installs = [
 
 for (const { name, args, dir, manual } of installs) {
   test(`install and uninstall with ${name}: the files, registry and store, then nothing left`, () => {
-    const root = m.freshMachine();
-    const before = m.snapshot(root);
+    const root = m.freshMachine(), before = m.snapshot(root);
     assert.strictEqual(m.tool(root, 'install', m.fixture('scenario_v1'), ...args).out, '0');
     const after = m.snapshot(root);
     const files = ['app.txt', 'settings.ini', ...(manual ? ['docs/', 'docs/manual.txt'] : [])];
@@ -58,8 +53,7 @@ for (const { name, args, dir, manual } of installs) {
 }
 
 test('a major upgrade removes the older version', () => {
-  const root = m.freshMachine();
-  const before = m.snapshot(root);
+  const root = m.freshMachine(), before = m.snapshot(root);
   assert.strictEqual(m.tool(root, 'install', m.fixture('scenario_v1')).out, '0');
   assert.strictEqual(m.tool(root, 'install', m.fixture('scenario_v2')).out, '0');
   const listed = m.tool(root, 'list').out.split('\n').filter((line) => line.startsWith('{'));
@@ -96,8 +90,7 @@ for (const [name, config, setup, command, code] of results) {
     const root = m.freshMachine();
     for (const step of setup) assert.match(m.tool(root, ...step).out, /^(0|\{.*\})$/, step.join(' '));
     for (const [key, value] of Object.entries(config)) m.tool(root, 'config', key, String(value));
-    const before = m.snapshot(root);
-    const messages = path.join(root, '..', `${path.basename(root)}.json`);
+    const before = m.snapshot(root), messages = path.join(root, '..', `${path.basename(root)}.json`);
     assert.strictEqual(m.tool(root, ...command, '--messages', messages).out, code);
     if (code === '3010') {
       assert.match(m.tool(root, 'list').out, new RegExp(`^\\${m.V1}\\t`));
@@ -112,8 +105,7 @@ for (const [name, config, setup, command, code] of results) {
 }
 
 test('a second installation while one runs in another process gives 1618; the first goes on', async () => {
-  const root = m.freshMachine({ installTickDelayMs: 400 });
-  const messages = path.join(root, 'slow.json');
+  const root = m.freshMachine({ installTickDelayMs: 400 }), messages = path.join(root, 'slow.json');
   const slow = m.startTool(root, 'install', v1, '--messages', messages);
   let exit = null;
   const ended = new Promise((resolve) => slow.on('exit', (code) => resolve((exit = code))));
@@ -131,8 +123,7 @@ test('a second installation while one runs in another process gives 1618; the fi
 // ticks reported after it add up to it, and the bar ends at 100 % without
 // moving back on the way.
 test('the progress of an installation, an upgrade and a removal, as the UI reads it', () => {
-  const root = m.freshMachine();
-  const messages = path.join(root, 'messages.json');
+  const root = m.freshMachine(), messages = path.join(root, 'messages.json');
   for (const command of [['install', v1], ['install', m.fixture('scenario_v2')], ['uninstall', m.V2]]) {
     assert.strictEqual(m.tool(root, ...command, '--messages', messages).out, '0');
     const { percents, resets } = m.decodeProgress(m.readMessages(messages));

@@ -3,18 +3,12 @@
 // Windows always has, the scenario tool's native half run directly (so a
 // test can kill it), a snapshot of every path and byte under a machine
 // root, and the add-on's reading of the progress messages (the UI's bar).
-const assert = require('assert');
-const { spawn, spawnSync } = require('child_process');
-const crypto = require('crypto');
-const fs = require('fs');
-const os = require('os');
-const path = require('path');
-const { buildDir } = require('./addons');
+const assert = require('assert'), { spawn, spawnSync } = require('child_process'), crypto = require('crypto');
+const fs = require('fs'), os = require('os'), path = require('path'), { buildDir } = require('./addons');
 
 const TOOL = path.join(buildDir, 'machine_tool');
 const fixture = (name) => path.join(buildDir, 'tests', 'fixtures', `${name}.msi`);
-const V1 = '{5E0A7C21-4B8D-4F3A-9C61-2D7E8F9A0B11}';
-const V2 = '{5E0A7C21-4B8D-4F3A-9C61-2D7E8F9A0B22}';
+const V1 = '{5E0A7C21-4B8D-4F3A-9C61-2D7E8F9A0B11}', V2 = '{5E0A7C21-4B8D-4F3A-9C61-2D7E8F9A0B22}';
 
 // Folders and keys of every Windows machine, which no installation creates
 // or removes; and C:\Apps with a file of another program in it.
@@ -44,8 +38,7 @@ function freshMachine(config = {}) {
 // path; lock files, which hold no data, left out.
 function snapshot(dir, prefix = '', into = {}) {
   for (const entry of fs.readdirSync(dir, { withFileTypes: true })) {
-    const full = path.join(dir, entry.name);
-    const name = prefix + entry.name;
+    const full = path.join(dir, entry.name), name = prefix + entry.name;
     if (entry.isDirectory()) {
       into[`${name}/`] = 'dir';
       snapshot(full, `${name}/`, into);
@@ -64,8 +57,7 @@ const readMessages = (file) => fs.readFileSync(file, 'utf8').split('\n').filter(
 function readFields(text, fields) {
   if (!text) return false;
   for (let at = 0; ;) {
-    const key = text[at];
-    const start = at + 3;
+    const key = text[at], start = at + 3;
     if (start >= text.length) return false;
     if (key === '1') {
       if (!/[0-9]/.test(text[start])) return false;
@@ -91,8 +83,7 @@ function readFields(text, fields) {
 function decodeProgress(messages) {
   const s = { min: 0, max: 0, step: 0, position: 0, total: 0, reported: 0 };
   Object.assign(s, { forward: true, script: false, byData: false });
-  const fields = [0, 0, 0, 0, 0];
-  const clamp = (v) => Math.min(Math.max(v, s.min), s.max);
+  const fields = [0, 0, 0, 0, 0], clamp = (v) => Math.min(Math.max(v, s.min), s.max);
   const percent = () => (s.max - s.min >= 1 ? Math.trunc(((s.position - s.min) * 100) / (s.max - s.min)) : 0);
   const resets = [];
   const percents = messages.map(({ type, text }) => {

@@ -3,10 +3,7 @@
 // their execution, slowed by installTickDelayMs so that the kill lands
 // between two progress reports: the next engine call, in another process,
 // takes the half-made change back, and the machine is as it was.
-const test = require('node:test');
-const assert = require('node:assert');
-const fs = require('fs');
-const path = require('path');
+const test = require('node:test'), assert = require('node:assert'), fs = require('fs'), path = require('path');
 const m = require('./install_machine');
 
 const sleep = (ms) => new Promise((resolve) => setTimeout(resolve, ms));
@@ -30,8 +27,7 @@ for (const { name, prepare, command } of m.RUNS) {
 
     const root = m.freshMachine({ installTickDelayMs: 100 });
     prepare(root);
-    const before = m.snapshot(root);
-    const messages = path.join(root, '..', `${path.basename(root)}.json`);
+    const before = m.snapshot(root), messages = path.join(root, '..', `${path.basename(root)}.json`);
     for (const at of points) {
       fs.rmSync(messages, { force: true });
       const child = m.startTool(root, ...command, '--messages', messages);

@@ -1,16 +1,10 @@
 'use strict';
 // The scenario tool, as a script author sets up a machine with it: products,
 // events, conditions after costing, the registry and the pre-installation run.
-const test = require('node:test');
-const assert = require('node:assert');
-const fs = require('fs');
-const os = require('os');
-const path = require('path');
-const { buildDir } = require('./addons');
-const { machineTool: machine } = require('./child');
+const test = require('node:test'), assert = require('node:assert'), fs = require('fs'), os = require('os');
+const path = require('path'), { buildDir } = require('./addons'), { machineTool: machine } = require('./child');
 
-const fixtureOf = (name) => path.join(buildDir, 'tests', 'fixtures', `${name}.msi`);
-const fixture = fixtureOf('product');
+const fixtureOf = (name) => path.join(buildDir, 'tests', 'fixtures', `${name}.msi`), fixture = fixtureOf('product');
 const freshRoot = () => fs.mkdtempSync(path.join(os.tmpdir(), 'ornel-tool-'));
 
 test('a package registered as installed, listed, and removed again', () => {
@@ -66,15 +60,12 @@ test('conditions over the machine, the properties set and the resolved directori
 });
 
 test('registry values of each type set, read back and deleted; mistakes change nothing', () => {
-  const root = freshRoot();
-  const key = 'HKLM\\Software\\Maker\\Product';
+  const root = freshRoot(), key = 'HKLM\\Software\\Maker\\Product';
   const values = [
-    [['Dir', 'C:\\Apps\\'], 'C:\\Apps\\', 'REG_SZ'],
-    [['Build', '0x10', '--type', 'REG_DWORD'], '16', 'REG_DWORD'],
+    [['Dir', 'C:\\Apps\\'], 'C:\\Apps\\', 'REG_SZ'], [['Build', '0x10', '--type', 'REG_DWORD'], '16', 'REG_DWORD'],
     [['Big', '4294967296', '--type', 'REG_QWORD'], '4294967296', 'REG_QWORD'],
     [['Paths', 'a', 'b', '--type', 'REG_MULTI_SZ'], 'a\nb', 'REG_MULTI_SZ'],
-    [['Blob', '00ff', '--type', 'REG_BINARY'], '00ff', 'REG_BINARY'],
-    [['', 'default'], 'default', 'REG_SZ'],
+    [['Blob', '00ff', '--type', 'REG_BINARY'], '00ff', 'REG_BINARY'], [['', 'default'], 'default', 'REG_SZ'],
   ];
   for (const [args, shown] of values) {
     assert.strictEqual(machine(root, 'registry', 'set', key, ...args).status, 0);
@@ -99,8 +90,7 @@ test('registry values of each type set, read back and deleted; mistakes change n
 });
 
 test('preinstall runs the sequence up to LaunchConditions, then costing and validation', () => {
-  const root = freshRoot();
-  const messages = path.join(root, 'messages.json');
+  const root = freshRoot(), messages = path.join(root, 'messages.json');
   const read = () => fs.readFileSync(messages, 'utf8').trim().split('\n').map((line) => JSON.parse(line));
   const starts = (list) => list.filter((m) => m.type === '0x08000000')
     .map((m) => m.text.replace(/^Action \d{1,2}:\d\d:\d\d: /, ''));

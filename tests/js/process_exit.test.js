@@ -6,14 +6,11 @@
 // load throws, whether it is the first to load the image or the main
 // thread has calls in flight; the Worker's end crashes nothing, and the
 // main thread loads and calls the add-on afterwards.
-const test = require('node:test');
-const assert = require('node:assert');
+const test = require('node:test'), assert = require('node:assert');
 const { execFile, spawnSync } = require('child_process');
-const { packageMachine, addonPath } = require('./package_machine');
-const { TOOL } = require('./child');
+const { packageMachine, addonPath } = require('./package_machine'), { TOOL } = require('./child');
 
-const RUNS = 20;
-const PARALLEL = 4;
+const RUNS = 20, PARALLEL = 4;
 
 // How each variant ends the process with `code`, its calls queued first.
 // `delay` (ms, 0 for at once) varies the moment: before the pool started
@@ -45,8 +42,7 @@ function runUi(body) {
 
 for (const [name, body] of variants) {
   test(`exit with calls in flight: ${name}`, async () => {
-    const runs = Array.from({ length: RUNS }, (_, i) => ({ code: i + 1, delay: (i % 4) * 15 }));
-    const results = [];
+    const runs = Array.from({ length: RUNS }, (_, i) => ({ code: i + 1, delay: (i % 4) * 15 })), results = [];
     for (let i = 0; i < RUNS; i += PARALLEL) {
       results.push(...await Promise.all(runs.slice(i, i + PARALLEL).map(({ code, delay }) => runUi(body(code, delay)))));
     }

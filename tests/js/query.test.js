@@ -1,17 +1,12 @@
 'use strict';
-const test = require('node:test');
-const assert = require('node:assert');
-const addons = require('./addons');
+const test = require('node:test'), assert = require('node:assert'), addons = require('./addons'), { SERVICES } = addons;
 
 // A Worker's load is refused: tests/js/process_exit.test.js.
-const SERVICES = ['application', 'trace_helper', 'debug_configuration', 'tracer_controller',
-  'msi_product_info', 'msi_package_info', 'msi_setup_manager', 'installer_controller'];
 
 test('require of the repository gives the add-on, whose query has every service, each cached', () => {
   const root = require('../..');
   assert.strictEqual(root, addons.main());
-  const { query } = root;
-  const services = SERVICES.map((name) => query(name));
+  const { query } = root, services = SERVICES.map((name) => query(name));
   assert.ok(services.every((service) => typeof service === 'object'));
   SERVICES.forEach((name, i) => assert.strictEqual(query(name), services[i], `${name} is the same object every time`));
   assert.strictEqual(new Set(services).size, SERVICES.length);

@@ -3,12 +3,8 @@
 // the emulated host executable, the UI started in another directory, each
 // script in a fresh process whose host thread stays free while operations
 // run. Every child prints its events as JSON when it exits.
-const test = require('node:test');
-const assert = require('node:assert');
-const fs = require('fs');
-const path = require('path');
-const { runChild } = require('./child');
-const { packageMachine } = require('./package_machine');
+const test = require('node:test'), assert = require('node:assert'), fs = require('fs'), path = require('path');
+const { runChild } = require('./child'), { packageMachine } = require('./package_machine');
 
 // Runs `body` with `setup`, `events` (printed at exit) and `receiver(tag)`,
 // a receiver that records its events under `tag`.
@@ -18,8 +14,7 @@ function runUi(fixture, body, { conf = '', timeout = 60000, machine } = {}) {
   machine = machine || packageMachine(fixture);
   if (conf) fs.appendFileSync(path.join(machine.env.INSTALLER_ORNEL_MACHINE, 'machine.conf'), conf);
   const script = `
-    const setup = query('msi_setup_manager');
-    const events = [];
+    const setup = query('msi_setup_manager'), events = [];
     process.on('exit', () => console.log(JSON.stringify(events)));
     const receiver = (tag, then = () => {}) => ({
       progressChanged: (info) => events.push([tag, 'progress', info.progress, info.action, info.forward, Date.now()]),
@@ -84,8 +79,7 @@ test('a receiver without methods: the error reaches uncaughtException, the next 
 });
 
 // About 5 seconds for the product package's installation.
-const SLOW = 'installTickDelayMs=400\n';
-const ACTION = /^Action \d{1,2}:\d\d:\d\d: \w+\. /;
+const SLOW = 'installTickDelayMs=400\n', ACTION = /^Action \d{1,2}:\d\d:\d\d: \w+\. /;
 
 test('an installation: progress about once a second, never back while forward, then completed once', () => {
   const { events } = runUi('product', `

@@ -1,11 +1,7 @@
 'use strict';
 // The tracing services end to end; the tracer's own edge cases are tested natively (tests/cpp/tracing).
-const test = require('node:test');
-const assert = require('node:assert');
-const fs = require('fs');
-const os = require('os');
-const path = require('path');
-const { runChild, traceFiles } = require('./child');
+const test = require('node:test'), assert = require('node:assert'), fs = require('fs'), os = require('os');
+const path = require('path'), { runChild, traceFiles } = require('./child');
 
 // Runs `body` with tracing on; the trace file's bytes and the texts of its lines.
 function traced(body) {
@@ -16,8 +12,7 @@ function traced(body) {
   assert.strictEqual(child.status, 0, child.stderr);
   const files = traceFiles(child.dir);
   assert.strictEqual(files.length, 1);
-  const bytes = fs.readFileSync(path.join(child.dir, files[0]));
-  const lines = bytes.toString('utf8').split('\r\n');
+  const bytes = fs.readFileSync(path.join(child.dir, files[0])), lines = bytes.toString('utf8').split('\r\n');
   assert.strictEqual(lines.pop(), '', 'the file ends with a line end');
   for (const line of lines) assert.match(line, /^\d\d:\d\d:\d\d\t[^\r\n]*$/);
   return { bytes, texts: lines.map((line) => line.slice(9)) };
@@ -48,10 +43,8 @@ test('no "tracer closed" when tracing is off at exit or the level is below 700',
 
 test('the state at start-up, argument checks, and a missing directory', () => {
   const child = runChild(`
-    const out = [];
-    const t = (f) => { try { out.push(f()); } catch (e) { out.push(e.message); } };
-    const tracer = query('tracer_controller');
-    const enabled = {}, level = {}, debug = {};
+    const out = [], t = (f) => { try { out.push(f()); } catch (e) { out.push(e.message); } };
+    const tracer = query('tracer_controller'), enabled = {}, level = {}, debug = {};
     out.push(tracer.getTraceState(enabled, level), query('debug_configuration').isDebug(debug), enabled, level, debug);
     out.push(require('fs').readdirSync('.').filter((name) => name.endsWith('.log')));
     t(() => tracer.getTraceState({})); t(() => query('trace_helper').trace(5)); t(() => query('trace_helper').trace('x'));
@@ -72,8 +65,7 @@ test('the state at start-up, argument checks, and a missing directory', () => {
 // turnOnTraces returns 0 and the state reads on, but every line is lost until there is room again.
 // The trace file's name for the local time `ms`.
 const traceName = (ms) => {
-  const t = new Date(ms);
-  const two = (n) => String(n).padStart(2, '0');
+  const t = new Date(ms), two = (n) => String(n).padStart(2, '0');
   return `tolv_installer_${two(t.getMonth() + 1)}.${two(t.getDate())}_${two(t.getHours())}.${two(t.getMinutes())}.INST.log`;
 };
 
@@ -83,9 +75,7 @@ test('on a full disk tracing reads on and loses its lines, and resumes once ther
   const names = [-1, 0, 1, 2].map((minutes) => traceName(Date.now() + minutes * 60000));
   for (const name of names) fs.symlinkSync('/dev/full', path.join(dir, name));
   const child = runChild(`
-    const tracer = query('tracer_controller');
-    const trace = query('trace_helper');
-    const enabled = {}, level = {};
+    const tracer = query('tracer_controller'), trace = query('trace_helper'), enabled = {}, level = {};
     const out = [tracer.turnOnTraces(), trace.trace('lost', 700)];
     tracer.getTraceState(enabled, level);
     out.push(enabled.value, level.value);

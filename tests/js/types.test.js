@@ -3,18 +3,12 @@
 // it as it stands, and with its "// @ts-expect-error" lines blanked out it
 // reports errors on exactly the marked lines, so every misuse is rejected for
 // itself and the rest of the UI type-checks.
-const test = require('node:test');
-const assert = require('node:assert');
-const { spawnSync } = require('node:child_process');
-const fs = require('node:fs');
-const os = require('node:os');
-const path = require('node:path');
+const test = require('node:test'), assert = require('node:assert'), { spawnSync } = require('node:child_process');
+const fs = require('node:fs'), os = require('node:os'), path = require('node:path');
 const { pathToFileURL } = require('node:url');
 
-const root = path.join(__dirname, '..', '..');
-const example = path.join(root, 'examples', 'typescript-ui');
-const tsc = path.join(root, 'node_modules', '.bin', 'tsc');
-const MARK = /^\s*\/\/ @ts-expect-error\b/;
+const root = path.join(__dirname, '..', '..'), example = path.join(root, 'examples', 'typescript-ui');
+const tsc = path.join(root, 'node_modules', '.bin', 'tsc'), MARK = /^\s*\/\/ @ts-expect-error\b/;
 
 function typeCheck(project) {
   assert.ok(fs.existsSync(tsc), `${tsc} is missing: run \`npm ci\` in ${root}`);

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <functional>
-#include <limits>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -88,8 +87,7 @@ TEST_F(BasicString, CopiesItsOwnTextInPlaceAndWhileGrowing) {
 }
 
 TEST_F(BasicString, CopiesMovesAndSwaps) {
-  string_t original = make(u"a longer text");
-  string_t copy = original;
+  string_t original = make(u"a longer text"), copy = original;
   EXPECT_EQ(copy.allocator(), original.allocator());
   EXPECT_NE(copy.data(), original.data());
   copy[0] = u'A';
@@ -127,16 +125,12 @@ TEST_F(BasicString, TheLengthLimitIsCheckedBeforeAllocatingOrReadingAndChangesNo
   string_t s = make(u"unchanged text");
   const std::size_t capacity = s.capacity();
   const int allocations = allocator->allocations;
-  const struct {
-    std::function<void()> grow;
-    const char* message;
-  } cases[] = {
+  const struct { std::function<void()> grow; const char* message; } cases[] = {
       {[&] { string_t(unreadable, kMax + 1, allocator); }, constructor},
       {[&] { string_t(unreadable, SIZE_MAX, allocator); }, constructor},
       // Exactly reaching the limit is already too much.
       {[&] { s.append(unreadable, kMax - s.size()); }, reserveExtra},
-      {[&] { s.append(unreadable, SIZE_MAX); }, reserveExtra},
-      {[&] { s.reserve(kMax); }, reserveExtra},
+      {[&] { s.append(unreadable, SIZE_MAX); }, reserveExtra}, {[&] { s.reserve(kMax); }, reserveExtra},
       {[&] { s.insert(3, unreadable, kMax - s.size()); }, resizeExtraAt},
       {[&] { s.insert(0, unreadable, SIZE_MAX); }, resizeExtraAt},
   };

@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
-#include <stdexcept>
 #include <typeinfo>
 
 #include "framework/check.h"
@@ -90,10 +89,7 @@ TEST(Check, PassesSuccessCodesAndRaisesCheckFailedAtTheCheck) {
 }
 
 TEST(ResultFromWin32Error, MapsEachErrorToItsResultCode) {
-  const struct {
-    DWORD error;
-    std::uint32_t result;
-  } cases[] = {
+  const struct { DWORD error; std::uint32_t result; } cases[] = {
       // Errors with a code of their own.
       {0, 0}, {1, 0x80000042}, {50, 0x80000042}, {2, 0x80010102}, {3, 0x80010103}, {53, 0x80010103},
       {267, 0x80010103}, {5, 0x80000045}, {6, 0x80010101}, {8, 0x80000041}, {21, 0x80000063}, {24, 0x8000005C},

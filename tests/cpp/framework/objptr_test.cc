@@ -43,8 +43,7 @@ TEST(ObjPtr, CopiesMovesResetsAttachAndDetachCountReferences) {
   int alive = 0;
   objptr_t<Square> a = qor::makeObject<Square>(&alive);
   {
-    objptr_t<Square> b = a;
-    objptr_t<Square> c = std::move(b);
+    objptr_t<Square> b = a, c = std::move(b);
     EXPECT_FALSE(b);
     EXPECT_EQ(a->count(), 2u);
     objptr_t<IShape> shape = c;  // to a base interface

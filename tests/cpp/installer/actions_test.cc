@@ -43,9 +43,7 @@ class ActionsTest : public session_test::SessionTest {
   UINT run(const char16_t* action) { return MsiDoActionW(session_, action); }
   std::vector<std::string> texts(UINT type) const {
     std::vector<std::string> found;
-    for (const auto& [messageType, text] : received) {
-      if (messageType == type) found.push_back(text);
-    }
+    for (const auto& [messageType, text] : received) if (messageType == type) found.push_back(text);
     return found;
   }
   INSTALLSTATE requested(const char16_t* feature) {
@@ -104,9 +102,7 @@ TEST_F(ActionsTest, CustomActionsByType) {
   openActions();
   for (const auto& [action, code, name, value] : cases) {
     EXPECT_EQ(run(action), code) << utf16ToUtf8(action);
-    if (name != nullptr) {
-      EXPECT_EQ(property(name), value) << utf16ToUtf8(action);
-    }
+    if (name != nullptr) EXPECT_EQ(property(name), value) << utf16ToUtf8(action);
   }
   EXPECT_EQ(texts(INSTALLMESSAGE_ERROR), std::vector<std::string>{"Cannot go on: Session Sample"});
   EXPECT_EQ(texts(INSTALLMESSAGE_ACTIONSTART).size(), 5u);  // none for the unknown name

@@ -94,9 +94,7 @@ class Changes : public test_support::TempMachineTest {
     UINT code = 1;
     auto journal = InstallJournal::begin(&code);
     for (const ScriptAction& action : script.actions()) {
-      for (const ScriptOperation& op : action.operations) {
-        if (code == 0) code = op.run(*session, *journal);
-      }
+      for (const ScriptOperation& op : action.operations) if (code == 0) code = op.run(*session, *journal);
     }
     if (commit && code == 0) journal->commit();
     else journal->rollBack(nullptr);
@@ -135,9 +133,7 @@ TEST_F(Changes, TheScriptCarriesTheDocumentedTextsAndTicks) {
   for (const std::string& text : expected) EXPECT_NE(std::find(texts.begin(), texts.end(), text), texts.end()) << text;
   EXPECT_EQ(texts.size(), 15u);
   long long total = 0;
-  for (const auto& action : script.actions()) {
-    for (const auto& op : action.operations) total += op.ticks;
-  }
+  for (const auto& action : script.actions()) for (const auto& op : action.operations) total += op.ticks;
   EXPECT_EQ(script.totalTicks(), total);
 
   // A package session has no script: the actions change nothing.
@@ -162,10 +158,8 @@ TEST_F(Changes, InstallRollBackCommitAndRemove) {
             "Target=C:\\Program Files\\Ornel\\Changes\\a.txt\r\nArguments=/view\r\n"
             "WorkingDirectory=C:\\Program Files\\Ornel\\Changes\\\r\nDescription=The notes\r\n");
   const std::map<const char16_t*, std::string> values = {
-      {u"Count", "4:" + std::string("\x2a\0\0\0", 4)},
-      {u"Bytes", "3:" + std::string("\x00\xaf\xf1", 3)},
-      {u"Expand", "2:" + utf16("%TEMP%\\x")},
-      {u"Hash", "1:" + utf16("#1")},
+      {u"Count", "4:" + std::string("\x2a\0\0\0", 4)}, {u"Bytes", "3:" + std::string("\x00\xaf\xf1", 3)},
+      {u"Expand", "2:" + utf16("%TEMP%\\x")}, {u"Hash", "1:" + utf16("#1")},
       {u"List", "7:" + utf16("a") + utf16("b") + std::string(2, '\0')},
   };
   for (const auto& [name, bytes] : values) EXPECT_EQ(value(kChanges, name), bytes) << emulated::utf16ToUtf8(name);
@@ -214,14 +208,10 @@ TEST_F(Changes, DamagedCabinetsAreRefusedOrReadSafely) {
 }
 
 TEST(FileVersioning, TheDocumentedRules) {
-  struct Case {
-    const char16_t *version, *language;    // the file being installed
-    bool exists;
-    const char16_t *onVersion, *onLanguage;  // the file on the machine
-    bool modified;
-    const char16_t* mode;
-    bool replaced;
-  };
+  // The file being installed, then the one on the machine: whether it exists, its version, language and whether it
+  // was modified; the REINSTALLMODE and whether the file is replaced.
+  struct Case { const char16_t *version, *language; bool exists; const char16_t *onVersion, *onLanguage; bool modified;
+                const char16_t* mode; bool replaced; };
   const Case cases[] = {
       {u"2.0", u"1033", false, u"", u"", false, u"omus", true},          // nothing there
       {u"2.0", u"1033", true, u"1.0", u"1033", false, u"omus", true},    // highest version wins

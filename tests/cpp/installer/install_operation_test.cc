@@ -117,24 +117,15 @@ class InstallOperationTest : public session_test::SessionTest {
 };
 
 TEST(CommandLine, ParsesTheDocumentedFormsAndRefusesTheRest) {
-  struct Case {
-    const char16_t* text;
-    UINT code;
-    const char* settings;  // "NAME=value|..."
-  } cases[] = {
-      {u"", ERROR_SUCCESS, ""},
-      {u"  INSTALLDIR=C:\\Apps\\X  ", ERROR_SUCCESS, "INSTALLDIR=C:\\Apps\\X|"},
+  struct Case { const char16_t* text; UINT code; const char* settings; } cases[] = {  // settings: "NAME=value|..."
+      {u"", ERROR_SUCCESS, ""}, {u"  INSTALLDIR=C:\\Apps\\X  ", ERROR_SUCCESS, "INSTALLDIR=C:\\Apps\\X|"},
       {u"A=1 B=\"two words\"\tC=\"\"", ERROR_SUCCESS, "A=1|B=two words|C=|"},
       {u"MYPROP=\"Embedded \"\"Quotes\"\" White Space\"", ERROR_SUCCESS, "MYPROP=Embedded \"Quotes\" White Space|"},
       {u"PROPERTY = \"string\"", ERROR_SUCCESS, "PROPERTY=string|"},
-      {u"P=a\"b c\" _x.1=2", ERROR_SUCCESS, "P=ab c|_x.1=2|"},
-      {u"NOVALUE", ERROR_INVALID_COMMAND_LINE, ""},
-      {u"A=", ERROR_INVALID_COMMAND_LINE, ""},
-      {u"=1", ERROR_INVALID_COMMAND_LINE, ""},
-      {u"1A=1", ERROR_INVALID_COMMAND_LINE, ""},
-      {u"A=\"open", ERROR_INVALID_COMMAND_LINE, ""},
-      {u"A=\"x\"B=1", ERROR_INVALID_COMMAND_LINE, ""},
-      {u"A=1 B", ERROR_INVALID_COMMAND_LINE, ""},
+      {u"P=a\"b c\" _x.1=2", ERROR_SUCCESS, "P=ab c|_x.1=2|"}, {u"NOVALUE", ERROR_INVALID_COMMAND_LINE, ""},
+      {u"A=", ERROR_INVALID_COMMAND_LINE, ""}, {u"=1", ERROR_INVALID_COMMAND_LINE, ""},
+      {u"1A=1", ERROR_INVALID_COMMAND_LINE, ""}, {u"A=\"open", ERROR_INVALID_COMMAND_LINE, ""},
+      {u"A=\"x\"B=1", ERROR_INVALID_COMMAND_LINE, ""}, {u"A=1 B", ERROR_INVALID_COMMAND_LINE, ""},
   };
   for (const Case& c : cases) {
     emulated::installer::PropertySettings settings;
@@ -145,6 +136,8 @@ TEST(CommandLine, ParsesTheDocumentedFormsAndRefusesTheRest) {
   }
 }
 
+// The features and files an installation leaves, and the product an upgrade leaves, are asserted through the
+// scenario tool by tests/js/install.test.js; here, what Windows Installer answers about the product.
 TEST_F(InstallOperationTest, InstallsRegistersAndRemovesLeavingNothing) {
   const auto before = machine();
   ASSERT_EQ(install(), ERROR_SUCCESS);
@@ -154,12 +147,6 @@ TEST_F(InstallOperationTest, InstallsRegistersAndRemovesLeavingNothing) {
   EXPECT_EQ(cached.rfind("C:\\Windows\\Installer\\", 0), 0u) << cached;
   EXPECT_EQ(read(emulated::toHostPath(utf8ToUtf16(cached))),
             read(emulated::toHostPath(session_test::packagePath("engine"))));
-  WCHAR feature[40], parent[40];
-  ASSERT_EQ(MsiEnumFeaturesW(kProduct, 1, feature, parent), ERROR_SUCCESS);
-  EXPECT_EQ(utf16ToUtf8(feature) + "<" + utf16ToUtf8(parent), "Extras<Complete");
-  EXPECT_EQ(MsiQueryFeatureStateW(kProduct, u"Extras"), INSTALLSTATE_LOCAL);
-  EXPECT_EQ(read(hostPath("Program Files/Engine Sample/blob.bin")),
-            read(std::string(INSTALLER_FIXTURE_SOURCE_DIR) + "/files/blob.bin"));
   EXPECT_TRUE(exists(root_ + "/registry/HKEY_LOCAL_MACHINE/Software/Microsoft/Windows/CurrentVersion/Uninstall/" +
                      utf16ToUtf8(kProduct) + "/.values"));
 
@@ -210,8 +197,6 @@ TEST_F(InstallOperationTest, AMajorUpgradeRemovesTheOlderProductAndACancelBrings
   watcher_.cancelAt = SIZE_MAX;
   ASSERT_EQ(install("engine_upgrade"), ERROR_SUCCESS);
   const size_t messages = watcher_.messages.size();
-  EXPECT_EQ(productInfo(kProduct, INSTALLPROPERTY_VERSIONSTRING), "error 1605");
-  EXPECT_EQ(productInfo(kUpgrade, INSTALLPROPERTY_VERSIONSTRING), "2.0.0");
   ASSERT_EQ(remove(kUpgrade), ERROR_SUCCESS);
   ASSERT_EQ(install(), ERROR_SUCCESS);
   watcher_.cancelAt = messages - 2;

@@ -26,34 +26,28 @@ emulated::InstalledProduct product(const std::u16string& name) {
   return p;
 }
 
-// One change of each kind, on a machine that has something of each to replace.
-using Change = std::function<UINT(InstallJournal&, const std::string& c)>;
-const std::vector<std::pair<const char*, Change>> kChanges = {
-    {"folders", [](InstallJournal& j, const std::string& c) { return j.createFolder(c + "/App/bin/x"); }},
-    {"new file", [](InstallJournal& j, const std::string& c) { return j.writeFile(c + "/App/bin/x/a.txt", "new"); }},
-    {"replaced", [](InstallJournal& j, const std::string& c) { return j.writeFile(c + "/kept.txt", "changed"); }},
-    {"placed", [](InstallJournal& j, const std::string& c) {
+// One change of each kind, on a machine that has something of each to replace; `c` is the C: drive's host path.
+using J = InstallJournal&;
+using C = const std::string&;
+const std::vector<std::pair<const char*, std::function<UINT(J, C)>>> kChanges = {
+    {"folders", [](J j, C c) { return j.createFolder(c + "/App/bin/x"); }},
+    {"new file", [](J j, C c) { return j.writeFile(c + "/App/bin/x/a.txt", "new"); }},
+    {"replaced", [](J j, C c) { return j.writeFile(c + "/kept.txt", "changed"); }},
+    {"placed", [](J j, C c) {
        const std::string staged = j.stagingPath();
        std::ofstream(staged) << "staged";
        return j.placeFile(c + "/App/b.txt", staged);
      }},
-    {"replaced again", [](InstallJournal& j, const std::string& c) { return j.writeFile(c + "/kept.txt", "again"); }},
-    {"removed", [](InstallJournal& j, const std::string& c) { return j.removeFile(c + "/gone.txt"); }},
-    {"empty folder", [](InstallJournal& j, const std::string& c) { return j.removeFolder(c + "/Empty"); }},
-    {"new value", [](InstallJournal& j, const std::string&) {
-       return j.setValue(kKey, {u"Version", REG_SZ, std::string("1\0\0\0", 4)});
-     }},
-    {"changed value",
-     [](InstallJournal& j, const std::string&) { return j.setValue(kOld, {u"A", REG_DWORD, "zzzz"}); }},
-    {"removed value", [](InstallJournal& j, const std::string&) { return j.deleteValue(kOld, u"A"); }},
-    {"removed key", [](InstallJournal& j, const std::string&) {
-       return j.deleteKey({u"HKEY_LOCAL_MACHINE", {u"Software", u"Old", u"Leaf"}});
-     }},
-    {"new product", [](InstallJournal& j, const std::string&) { return j.saveProduct(product(u"New")); }},
-    {"changed product", [](InstallJournal& j, const std::string&) { return j.saveProduct(product(u"Newer")); }},
-    {"other product gone", [](InstallJournal& j, const std::string&) {
-       return j.removeProduct(u"{AAAAAAAA-2222-3333-4444-555555555555}");
-     }},
+    {"replaced again", [](J j, C c) { return j.writeFile(c + "/kept.txt", "again"); }},
+    {"removed", [](J j, C c) { return j.removeFile(c + "/gone.txt"); }},
+    {"empty folder", [](J j, C c) { return j.removeFolder(c + "/Empty"); }},
+    {"new value", [](J j, C) { return j.setValue(kKey, {u"Version", REG_SZ, std::string("1\0\0\0", 4)}); }},
+    {"changed value", [](J j, C) { return j.setValue(kOld, {u"A", REG_DWORD, "zzzz"}); }},
+    {"removed value", [](J j, C) { return j.deleteValue(kOld, u"A"); }},
+    {"removed key", [](J j, C) { return j.deleteKey({u"HKEY_LOCAL_MACHINE", {u"Software", u"Old", u"Leaf"}}); }},
+    {"new product", [](J j, C) { return j.saveProduct(product(u"New")); }},
+    {"changed product", [](J j, C) { return j.saveProduct(product(u"Newer")); }},
+    {"other product gone", [](J j, C) { return j.removeProduct(u"{AAAAAAAA-2222-3333-4444-555555555555}"); }},
 };
 
 class JournalTest : public test_support::TempMachineTest {

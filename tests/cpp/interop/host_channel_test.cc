@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>

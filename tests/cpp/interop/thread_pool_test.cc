@@ -9,7 +9,6 @@
 
 #include <atomic>
 #include <memory>
-#include <stdexcept>
 #include <thread>
 #include <vector>
 

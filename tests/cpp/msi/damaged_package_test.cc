@@ -38,8 +38,7 @@ std::size_t sectorOffset(std::uint32_t sector) { return (sector + 1) * kSector; 
 std::uint32_t miniStreamStart(const std::string& bytes) { return le32(bytes, sectorOffset(le32(bytes, 48)) + 116); }
 
 std::string fatEntryChanged(std::string bytes) {
-  const std::uint32_t start = miniStreamStart(bytes);
-  const std::uint32_t skipped = start + 2;
+  const std::uint32_t start = miniStreamStart(bytes), skipped = start + 2;
   std::memcpy(&bytes[sectorOffset(le32(bytes, 76)) + 4 * start], &skipped, 4);
   return bytes;
 }

@@ -27,10 +27,7 @@ TEST(MsiProductInfo, InstallDirectoryWalksTheLongNames) {
   // row (keeping INSTALLDIR's own name) or where a parent chain loops; a quote in a parent's name is a name like
   // any other (it once broke the walk's query). With nothing from the walk:
   // Manufacturer and ProductName, no trailing "\".
-  const struct {
-    const char* package;
-    const char16_t* expected;
-  } cases[] = {
+  const struct { const char* package; const char16_t* expected; } cases[] = {
       {"product", u"C:\\Program Files\\Some Vendor\\Some App\\"},
       {"install_dot_segment", u"C:\\Program Files\\Some Vendor\\.\\Some App\\"},
       {"install_quoted_parent", u"C:\\Program Files\\Some Vendor\\Some App\\"},  // parent Vendor'Dir
@@ -38,23 +35,16 @@ TEST(MsiProductInfo, InstallDirectoryWalksTheLongNames) {
       {"install_missing_parent", u"C:\\Program Files\\Some App\\"},
       {"install_loop", u"C:\\Program Files\\Some Vendor\\Some App\\"},
       {"install_under_target", u"C:\\Program Files\\Ornel Labs\\Ornel Sample"},
-      {"no_install_dir", u"C:\\Program Files\\Ornel Labs\\Ornel Sample"},
-      {"no_manufacturer", u""},
+      {"no_install_dir", u"C:\\Program Files\\Ornel Labs\\Ornel Sample"}, {"no_manufacturer", u""},
   };
   for (const auto& c : cases) EXPECT_EQ(productOf(c.package)->getInstallDirectory(), c.expected) << c.package;
 }
 
 TEST(ResolveDirectoryPath, StopsWithACode) {
-  const struct {
-    const char* package;
-    std::uint32_t code;
-    const char16_t* path;
-  } cases[] = {
-      {"product", 0, u"Some Vendor\\Some App\\"},
-      {"install_quoted_parent", 0, u"Some Vendor\\Some App\\"},
+  const struct { const char* package; std::uint32_t code; const char16_t* path; } cases[] = {
+      {"product", 0, u"Some Vendor\\Some App\\"}, {"install_quoted_parent", 0, u"Some Vendor\\Some App\\"},
       {"install_missing_parent", ERROR_NO_MORE_ITEMS, u"Some App\\"},
-      {"install_loop", ERROR_INVALID_DATA, u"Some Vendor\\Some App\\"},
-      {"no_install_dir", ERROR_NO_MORE_ITEMS, u""},
+      {"install_loop", ERROR_INVALID_DATA, u"Some Vendor\\Some App\\"}, {"no_install_dir", ERROR_NO_MORE_ITEMS, u""},
   };
   for (const auto& c : cases) {
     MSIHANDLE database = 0;

@@ -112,11 +112,7 @@ UpgradeEntry entry(std::int32_t attributes, const char16_t* min = nullptr, const
 // only the matching rows are kept.
 TEST_F(InstalledInfo, UpgradeRulesMatchByBoundsAndAttributes) {
   const int both = kUpgradeMinInclusive | kUpgradeMaxInclusive;
-  const struct {
-    const char16_t* installed;
-    UpgradeEntry entry;
-    bool matches;
-  } cases[] = {
+  const struct { const char16_t* installed; UpgradeEntry entry; bool matches; } cases[] = {
       {u"0.0.0", entry(0), false}, {u"0.0.0", entry(kUpgradeMinInclusive), true},
       {u"2.0.0", entry(0, u"1.0.0", u"2.0.0"), false}, {u"2.0.0", entry(kUpgradeMaxInclusive, u"1.0.0", u"2.0.0"), true},
       {u"2.0.0", entry(kUpgradeMaxInclusive, u"1.0.0", u"1.9.9"), false}, {u"1.5.0", entry(kUpgradeDetectOnly), false},

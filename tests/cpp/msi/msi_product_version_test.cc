@@ -10,10 +10,7 @@ using installer::msi_wrapper::isVersionStringLess;
 using installer::msi_wrapper::MsiProductVersion;
 
 TEST(MsiProductVersion, ReadsUpToThreePiecesAsTheRuntimeReadsADecimal) {
-  const struct {
-    const char16_t* text;
-    std::uint32_t major, minor, build;
-  } cases[] = {
+  const struct { const char16_t* text; std::uint32_t major, minor, build; } cases[] = {
       {u"1.2.3", 1, 2, 3}, {u"1.2.3.4", 1, 2, 3}, {u"1.2", 1, 2, 0}, {u"1.2.", 1, 2, 0}, {u"", 0, 0, 0},
       {u"99999.99999.99999", 99999, 99999, 99999},
       // A piece that reads as 0 without being "0" ends the parse.
@@ -40,10 +37,7 @@ TEST(MsiProductVersion, OrdersFieldByFieldAsNumbers) {
 }
 
 TEST(IsVersionStringLess, ComparesCharactersNotNumbers) {
-  const struct {
-    const char16_t *left, *right;
-    bool less;
-  } cases[] = {
+  const struct { const char16_t *left, *right; bool less; } cases[] = {
       {u"10.0.0", u"9.0.0", true}, {u"9.0.0", u"10.0.0", false}, {u"1.2.3", u"1.2.4", true},
       {u"1.2.3", u"1.2.3", false}, {u"1.2", u"1.2.3", false},    {u"1.2.3", u"1.2", false},
       {u"", u"1.0", false},        {u"1.0", u"", false},

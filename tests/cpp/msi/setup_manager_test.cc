@@ -8,26 +8,20 @@
 #include <stdexcept>
 #include <vector>
 
-#include "../support/test_packages.h"
+#include "../platform/msi_test_helpers.h"
+#include "../support/throws.h"
 #include "install/msi/msi_handle_holder.h"
 
 namespace {
 
 using namespace installer::msi_wrapper;
 
-struct Step {
-  UINT type;
-  const char16_t* text;
-};
+struct Step { UINT type; const char16_t* text; };
 
 constexpr UINT P = INSTALLMESSAGE_PROGRESS, D = INSTALLMESSAGE_ACTIONDATA;
 
 TEST(InstallProgress, DecodesTheProgressProtocol) {
-  const struct {
-    const char* name;
-    std::vector<Step> steps;
-    int percentage;
-  } cases[] = {
+  const struct { const char* name; std::vector<Step> steps; int percentage; } cases[] = {
       {"report after a forward reset", {{P, u"1: 0 2: 1000 3: 0 4: 0 "}, {P, u"1: 2 2: 250 "}}, 25},
       {"backward reset starts full", {{P, u"1: 0 2: 100 3: 1 4: 0 "}}, 100},
       {"backward report clamps to 0", {{P, u"1: 0 2: 100 3: 1 4: 0 "}, {P, u"1: 2 2: 100 "}}, 0},
@@ -68,11 +62,8 @@ TEST(InstallProgress, KeepsTheActionAndRefusesUnknownClasses) {
 TEST(SetupParameters, ParsesTheScriptsPropertyText) {
   using List = std::vector<std::pair<platform::wstring, platform::wstring>>;
   const std::pair<const char16_t*, List> cases[] = {
-      {u"A=1 B=\"x y\"", {{u"A", u"1"}, {u"B", u"x y"}}},
-      {u"no equals sign", {}},
-      {u"=5", {}},
-      {u"A=\"open", {{u"A", u""}}},
-      {u"A=\"x=y\"", {{u"A", u"x=y"}, {u"A=\"x", u"y\""}}},
+      {u"A=1 B=\"x y\"", {{u"A", u"1"}, {u"B", u"x y"}}}, {u"no equals sign", {}}, {u"=5", {}},
+      {u"A=\"open", {{u"A", u""}}}, {u"A=\"x=y\"", {{u"A", u"x=y"}, {u"A=\"x", u"y\""}}},
       {u"  INSTALLDIR=C:\\X\tY AGREE=1", {{u"INSTALLDIR", u"C:\\X\tY"}, {u"AGREE", u"1"}}},
   };
   for (const auto& [text, expected] : cases) {
@@ -80,14 +71,9 @@ TEST(SetupParameters, ParsesTheScriptsPropertyText) {
     for (const SetupParameter& p : parseSetupParameters(text)) got.emplace_back(p.name, p.value);
     EXPECT_EQ(got, expected);
   }
-  for (const char16_t* text : {u"A=1 B=\"x y\" C=", u"A="}) {
-    try {
-      parseSetupParameters(text);
-      ADD_FAILURE() << "no throw";
-    } catch (const std::out_of_range& e) {
-      EXPECT_STREQ(e.what(), "invalid string position");
-    }
-  }
+  for (const char16_t* text : {u"A=1 B=\"x y\" C=", u"A="})
+    EXPECT_EQ(test_support::messageOf<std::out_of_range>([&] { parseSetupParameters(text); }),
+              "invalid string position");
   EXPECT_EQ(SetupParameter(u"INSTALLDIR", u"C:\\a \"b\"").toString(), u"INSTALLDIR=\"C:\\a \"b\"\"");
 }
 
@@ -159,28 +145,17 @@ platform::wstring property(MSIHANDLE product, const char16_t* name) {
 TEST(SequenceWalk, RunsInOrderUpToTheStopAction) {
   test_packages::PackageCopy copy("actions", "walk");
   {
-    MsiHandleHolder database;
-    ASSERT_EQ(MsiOpenDatabaseW(copy.path.c_str(), MSIDBOPEN_TRANSACT, database.receive()), 0u);
-    const char16_t* statements[] = {
-        u"DELETE FROM `InstallExecuteSequence`",
-        u"INSERT INTO `CustomAction` (`Action`, `Type`, `Source`, `Target`) VALUES ('SetA', 51, 'A', '1')",
-        u"INSERT INTO `CustomAction` (`Action`, `Type`, `Source`, `Target`) VALUES ('SetB', 51, 'B', '[A]')",
-        u"INSERT INTO `CustomAction` (`Action`, `Type`, `Source`, `Target`) VALUES ('SetC', 51, 'C', '1')",
-        u"INSERT INTO `CustomAction` (`Action`, `Type`, `Source`, `Target`) VALUES ('SetD', 51, 'D', '1')",
-        u"INSERT INTO `CustomAction` (`Action`, `Type`, `Source`, `Target`) VALUES ('Stop', 51, 'STOP', '1')",
-        u"INSERT INTO `InstallExecuteSequence` (`Action`, `Sequence`) VALUES ('SetB', 10)",
-        u"INSERT INTO `InstallExecuteSequence` (`Action`, `Sequence`) VALUES ('SetA', -3)",
-        u"INSERT INTO `InstallExecuteSequence` (`Action`, `Sequence`) VALUES ('SetC', 20)",
-        u"INSERT INTO `InstallExecuteSequence` (`Action`, `Sequence`) VALUES ('SetD', 20)",
-        u"INSERT INTO `InstallExecuteSequence` (`Action`, `Condition`, `Sequence`) VALUES ('Stop', '1 = 0', 30)",
-        u"INSERT INTO `InstallExecuteSequence` (`Action`, `Sequence`) VALUES ('Refuse', 40)",
-    };
-    for (const char16_t* sql : statements) {
-      MsiHandleHolder view;
-      ASSERT_EQ(MsiDatabaseOpenViewW(database.get(), sql, view.receive()), 0u);
-      ASSERT_EQ(MsiViewExecute(view.get(), 0), 0u);
-    }
-    ASSERT_EQ(MsiDatabaseCommit(database.get()), 0u);
+    msi_test::Handle database = msi_test::openDatabase(copy.path, MSIDBOPEN_TRANSACT);
+    ASSERT_EQ(msi_test::runSql(database, u"DELETE FROM `InstallExecuteSequence`"), 0u);
+    const std::u16string action = u"INSERT INTO `CustomAction` (`Action`, `Type`, `Source`, `Target`) VALUES ";
+    for (const char16_t* values : {u"('SetA', 51, 'A', '1')", u"('SetB', 51, 'B', '[A]')", u"('SetC', 51, 'C', '1')",
+                                   u"('SetD', 51, 'D', '1')", u"('Stop', 51, 'STOP', '1')"})
+      ASSERT_EQ(msi_test::runSql(database, action + values), 0u);
+    const std::u16string step = u"INSERT INTO `InstallExecuteSequence` (`Action`, `Condition`, `Sequence`) VALUES ";
+    for (const char16_t* values : {u"('SetB', '', 10)", u"('SetA', '', -3)", u"('SetC', '', 20)", u"('SetD', '', 20)",
+                                   u"('Stop', '1 = 0', 30)", u"('Refuse', '', 40)"})
+      ASSERT_EQ(msi_test::runSql(database, step + values), 0u);
+    ASSERT_EQ(MsiDatabaseCommit(database), 0u);
   }
   for (const auto& [stop, result] : {std::pair{u"Stop", 0u}, std::pair{u"Missing", 1603u}}) {
     MsiHandleHolder product;

@@ -97,9 +97,7 @@ TEST_F(ApplicationCalls, MappingsAreSharedBetweenProcessesAndCheckTheirAccess) {
   for (const Case& c : cases) {
     void* v = MapViewOfFile(c.mapping, c.access, 0, 0, c.bytes);
     EXPECT_EQ(errorOf(v == nullptr), c.error) << c.access << " " << c.bytes;
-    if (v != nullptr) {
-      EXPECT_TRUE(UnmapViewOfFile(v));
-    }
+    if (v != nullptr) EXPECT_TRUE(UnmapViewOfFile(v));
   }
   EXPECT_EQ(errorOf(!UnmapViewOfFile(view + 1)), 487u);
   EXPECT_TRUE(UnmapViewOfFile(view));
@@ -110,10 +108,8 @@ TEST_F(ApplicationCalls, MappingsAreSharedBetweenProcessesAndCheckTheirAccess) {
 TEST_F(ApplicationCalls, ExitWindowsExNeedsTheEnabledShutdownPrivilegeAndRecordsTheRequest) {
   struct Case { bool admin; const char* privilege; DWORD lookupError; DWORD adjustError; DWORD exitError; };
   const Case cases[] = {
-      {true, "SeShutdownPrivilege", 0, 0, 0},
-      {false, "seshutdownprivilege", 0, 0, 0},
-      {false, "SeDebugPrivilege", 0, 1300, 1314},
-      {true, "SeNoSuchPrivilege", 1313, 0, 1314},
+      {true, "SeShutdownPrivilege", 0, 0, 0}, {false, "seshutdownprivilege", 0, 0, 0},
+      {false, "SeDebugPrivilege", 0, 1300, 1314}, {true, "SeNoSuchPrivilege", 1313, 0, 1314},
   };
   for (const Case& c : cases) {
     emulated::writeMachineConfigValue("userIsAdmin", c.admin ? "1" : "0");

@@ -57,10 +57,7 @@ TEST_F(Files, CreateNewCreatesOnceThenReportsTheFileExistsWithoutRegardToCase) {
 // Each open that fails, with the last error Windows sets for it.
 TEST_F(Files, RefusedOpensSetTheirLastError) {
   ASSERT_TRUE(CloseHandle(open(u"C:\\Logs\\plain", GENERIC_WRITE, 0, CREATE_NEW)));
-  const struct {
-    const WCHAR* name;
-    DWORD access, disposition, error;
-  } cases[] = {
+  const struct { const WCHAR* name; DWORD access, disposition, error; } cases[] = {
       {u"C:\\NoSuchDir\\a.log", GENERIC_WRITE, CREATE_NEW, ERROR_PATH_NOT_FOUND},
       {u"C:\\NoSuchDir\\a.log", GENERIC_READ, OPEN_EXISTING, ERROR_PATH_NOT_FOUND},
       {u"C:\\Logs\\none.log", GENERIC_READ, OPEN_EXISTING, ERROR_FILE_NOT_FOUND},
@@ -177,8 +174,7 @@ class FullDisk : public test_support::TempMachineTest {
 };
 
 TEST_F(FullDisk, AWriteThatDoesNotFitWritesNothing) {
-  const std::string first(60, 'a');
-  const std::string second(60, 'b');
+  const std::string first(60, 'a'), second(60, 'b');
   const std::pair<DWORD, DWORD> accessAndDisposition[] = {{FILE_APPEND_DATA, OPEN_ALWAYS}, {GENERIC_WRITE, CREATE_ALWAYS}};
   for (const auto& [access, disposition] : accessAndDisposition) {
     HANDLE file = CreateFileW(u"C:\\full.log", access, FILE_SHARE_READ, nullptr, disposition, 0, nullptr);

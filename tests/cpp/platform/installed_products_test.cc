@@ -38,11 +38,7 @@ class InstalledProducts : public test_support::TempMachineTest {
 TEST_F(InstalledProducts, ProductPropertiesComeFromTheStoreWithWindowsInstallerCodes) {
   ASSERT_TRUE(emulated::saveInstalledProduct(sample()));
   ASSERT_TRUE(emulated::saveInstalledProduct(sample(u"{ABCDEF00-2222-3333-4444-555555555555}")));
-  const struct {
-    const char16_t *product, *property;
-    UINT code;
-    const char16_t* value;
-  } cases[] = {
+  const struct { const char16_t *product, *property; UINT code; const char16_t* value; } cases[] = {
       {kProduct, u"InstallLocation", 0, u"C:\\Program Files\\Sample\\"}, {kProduct, u"ProductName", 0, u"Sample App"},
       {kProduct, u"InstalledProductName", 0, u"Sample App"}, {kProduct, u"VersionString", 0, u"2.5.1"},
       {kProduct, u"LocalPackage", 0, u"C:\\Windows\\Installer\\1a2b.msi"}, {kProduct, u"VersionMinor", 0, u"5"},

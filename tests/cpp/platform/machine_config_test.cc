@@ -80,10 +80,7 @@ class MachinePaths : public test_support::TempMachineTest {
 TEST_F(MachinePaths, DrivesMapLikeWineAndExistingNamesMatchWithoutCase) {
   ASSERT_EQ(::mkdir((root_ + "/drive_c/Setup").c_str(), 0755), 0);
   const std::string c = root_ + "/drive_c";
-  const struct {
-    const char16_t* windows;
-    std::string host;
-  } cases[] = {
+  const struct { const char16_t* windows; std::string host; } cases[] = {
       {u"C:\\Program Files\\App", c + "/Program Files/App"}, {u"c:/Logs/", c + "/Logs"},
       {u"Z:\\etc\\hostname", "/etc/hostname"},            {u"Z:\\", "/"},
       {u"\\\\?\\C:\\x", c + "/x"},                     {u"C:\\a\\.\\b\\..\\c", c + "/a/c"},

@@ -14,8 +14,7 @@ using namespace test_packages;
 const std::u16string kInsertRow = u"INSERT INTO `Property` (`Property`, `Value`) VALUES ('ADDED', 'yes')";
 
 TEST(MsiOpenDatabase, FilesThatAreNotPackagesGiveOpenFailed) {
-  MachineFile text("notes.msi", "This is not a package.\n");
-  MachineFile empty("empty.msi", "");
+  MachineFile text("notes.msi", "This is not a package.\n"), empty("empty.msi", "");
   const std::string whole = test_packages::readBytes(test_packages::fixtureHostPath("product"));
   MachineFile truncated("truncated.msi", whole.substr(0, 1536));
   MachineFile garbled("garbled.msi", whole.substr(0, 512) + std::string(whole.size() - 512, '\x5a'));
@@ -143,8 +142,7 @@ TEST(MsiHandles, ZeroClosedAndWrongKindHandlesAnswerAsWindowsDoes) {
   EXPECT_EQ(MsiCloseHandle(closed), UINT(ERROR_SUCCESS));
   EXPECT_EQ(MsiCloseHandle(closed), UINT(ERROR_INVALID_HANDLE));
   Handle database = msi_test::openDatabase(fixture("product"));
-  Handle view = msi_test::executedView(database, u"SELECT * FROM `Property`");
-  Handle record(MsiCreateRecord(1));
+  Handle view = msi_test::executedView(database, u"SELECT * FROM `Property`"), record(MsiCreateRecord(1));
   MSIHANDLE none = 0;
   DWORD size = 0;
   for (MSIHANDLE bad : {MSIHANDLE(0), closed, MSIHANDLE(database)}) {
@@ -165,8 +163,7 @@ const std::u16string kPackageCode = u"{3C8E5A1F-6B2D-4E7A-9F10-2A4B6C8D0E1F}";
 class Summary : public ::testing::Test {
  protected:
   void SetUp() override { ASSERT_EQ(MsiGetSummaryInformationW(database, nullptr, 0, summary.out()), UINT(ERROR_SUCCESS)); }
-  Handle database = msi_test::openDatabase(fixture("product"));
-  Handle summary;
+  Handle database = msi_test::openDatabase(fixture("product")), summary;
 };
 
 TEST_F(Summary, PackageCodeWithTheSizingRule) {

@@ -88,8 +88,7 @@ TEST(MsiRecord, FetchedRowsKeepTheirTypes) {
 // A binary column reads as a stream, which has no text: Windows answers 1804 where libmsi answers a null string.
 TEST(MsiRecord, StreamFieldsHaveNoText) {
   Handle database = msi_test::openDatabase(fixture("product"));
-  Handle view = msi_test::executedView(database, u"SELECT `Name`, `Data` FROM `Binary`");
-  Handle row = msi_test::nextRow(view);
+  Handle view = msi_test::executedView(database, u"SELECT `Name`, `Data` FROM `Binary`"), row = msi_test::nextRow(view);
   EXPECT_EQ(fieldText(row, 1), u"Blob");
   EXPECT_FALSE(MsiRecordIsNull(row, 2));
   DWORD size = 0;

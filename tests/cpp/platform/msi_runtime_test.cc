@@ -46,8 +46,7 @@ TEST(LibmsiRuntime, ThreadsShareADatabaseHandle) {
                                   u"SELECT `Text` FROM `Fields` WHERE `Name` = 'exact'"};
       const char16_t* expected[] = {u"Ornel Sample", u"APPDIR|Some App", u"disk1.cab", u"abcdefghijklmnopqrstuvwxyz"};
       for (int i = 0; i < 200; ++i) {
-        Handle view;
-        Handle row;
+        Handle view, row;
         if (msi_test::openView(shared, tables[t], view) != ERROR_SUCCESS || MsiViewFetch(view, row.out()) != 0 ||
             fieldText(row, 1) != expected[t])
           ++failures[t];
@@ -64,8 +63,7 @@ TEST(LibmsiRuntime, ThreadsShareADatabaseHandle) {
 // run is a fresh process (a death-test child that re-executes this binary),
 // since only the first use in a process can race. Without the types
 // registered up front, one process in about 25 crashed here.
-constexpr int kThreads = 8;
-constexpr int kProcesses = 200;
+constexpr int kThreads = 8, kProcesses = 200;
 
 // What isValid and getProductName do at once on the first use of the
 // default package: open it and read its summary information.
@@ -78,8 +76,7 @@ bool openAndReadSummary(const platform::wstring& path) {
 
 [[noreturn]] void openFromThreadsAtOnce() {
   const platform::wstring path = test_packages::fixture("product");
-  std::atomic<int> waiting{kThreads};
-  std::atomic<int> failures{0};
+  std::atomic<int> waiting{kThreads}, failures{0};
   std::vector<std::thread> threads;
   for (int i = 0; i < kThreads; ++i) {
     threads.emplace_back([&] {

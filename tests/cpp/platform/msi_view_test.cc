@@ -9,8 +9,7 @@ using namespace msi_test;
 using namespace test_packages;
 
 TEST(MsiViewFetch, NeedsAnExecuteFirstAndEndsWithNoMoreItemsEveryTime) {
-  Handle database = msi_test::openDatabase(fixture("product"));
-  Handle view;
+  Handle database = msi_test::openDatabase(fixture("product")), view;
   ASSERT_EQ(MsiDatabaseOpenViewW(database, u"SELECT `Cabinet` FROM `Media` ORDER BY `DiskId`", view.out()),
             UINT(ERROR_SUCCESS));
   MSIHANDLE row = 0;
@@ -31,8 +30,7 @@ TEST(MsiViewFetch, NeedsAnExecuteFirstAndEndsWithNoMoreItemsEveryTime) {
 
 // libmsi crashes when a query with "?" runs without a parameter record.
 TEST(MsiViewExecute, ParameterMarkersWithAndWithoutARecord) {
-  Handle database = msi_test::openDatabase(fixture("product"));
-  Handle view;
+  Handle database = msi_test::openDatabase(fixture("product")), view;
   ASSERT_EQ(MsiDatabaseOpenViewW(database, u"SELECT `Value` FROM `Property` WHERE `Property` = ?", view.out()),
             UINT(ERROR_SUCCESS));
   EXPECT_EQ(MsiViewExecute(view, 0), UINT(ERROR_SUCCESS));
@@ -57,8 +55,7 @@ class WritablePackage : public ::testing::Test {
 TEST_F(WritablePackage, InsertAddsARowDeleteRemovesTheFetchedRowEachOnce) {
   EXPECT_EQ(MsiViewModify(view, MSIMODIFY_INSERT, textRecord({u"ADDED", u"first"})), UINT(ERROR_SUCCESS));
   EXPECT_EQ(MsiViewModify(view, MSIMODIFY_INSERT, textRecord({u"ADDED", u"second"})), UINT(ERROR_FUNCTION_FAILED));
-  Handle one = executedView(database, u"SELECT * FROM `Property` WHERE `Property` = 'EXACT10'");
-  Handle row = nextRow(one);
+  Handle one = executedView(database, u"SELECT * FROM `Property` WHERE `Property` = 'EXACT10'"), row = nextRow(one);
   EXPECT_EQ(MsiViewModify(one, MSIMODIFY_DELETE, row), UINT(ERROR_SUCCESS));
   EXPECT_EQ(MsiViewModify(one, MSIMODIFY_DELETE, row), UINT(ERROR_FUNCTION_FAILED));
   // A view without the primary keys cannot delete.

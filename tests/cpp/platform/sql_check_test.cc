@@ -45,8 +45,7 @@ const std::vector<Row>& rows() {
   static const std::vector<Row> table = {
       // Crashed libmsi: a text ending right after an opening quote.
       {"SELECT '", kBad}, {"SELECT `", kBad}, {"SELECT * FROM Property WHERE Property='", kBad},
-      {"SELECT * FROM Property WHERE Property=`", kBad},
-      {"SELECT Value FROM Property WHERE Property='Ven'dor'", kBad},
+      {"SELECT * FROM Property WHERE Property=`", kBad}, {"SELECT Value FROM Property WHERE Property='Ven'dor'", kBad},
       // Looped for ever in libmsi: a trailing minus.
       {"SELECT -", kBad}, {"SELECT * FROM Media -", kBad}, {"SELECT * FROM Media WHERE DiskId = -", kBad},
       {"SELECT * FROM Media WHERE DiskId = - -1", kBad},
@@ -110,9 +109,7 @@ TEST(SqlCheck, EachTextAndEachCutOfAValidOneGetsItsCodeFromTheCheckAndFromOpenVi
     // A NUL ends the wide text: what is before it is checked then.
     if (row.sql.find('\0') != std::string::npos) continue;
     const UINT opened = openView(row.sql);
-    if (row.code == kBad) {
-      EXPECT_EQ(opened, kBad) << shown;
-    }
+    if (row.code == kBad) EXPECT_EQ(opened, kBad) << shown;
     const bool opens = row.code == kOk && row.sql.find("NoSuchTable") == std::string::npos;
     EXPECT_EQ(opened == kOk, opens) << shown << " gave " << opened;
     // Every cut of a valid text: those that end inside a quote or after a minus are refused, none reaches libmsi to
@@ -121,14 +118,10 @@ TEST(SqlCheck, EachTextAndEachCutOfAValidOneGetsItsCodeFromTheCheckAndFromOpenVi
     for (size_t length = 0; length < row.sql.size(); ++length) {
       const std::string prefix = row.sql.substr(0, length);
       const UINT checked = emulated::checkSql(prefix), cutOpened = openView(prefix);
-      if (checked == kBad) {
-        EXPECT_EQ(cutOpened, kBad) << prefix;
-      }
+      if (checked == kBad) EXPECT_EQ(cutOpened, kBad) << prefix;
       const size_t quotes = std::count(prefix.begin(), prefix.end(), '\'');
       const size_t graves = std::count(prefix.begin(), prefix.end(), '`');
-      if (quotes % 2 == 1 || graves % 2 == 1 || prefix.back() == '-') {
-        EXPECT_EQ(checked, kBad) << prefix;
-      }
+      if (quotes % 2 == 1 || graves % 2 == 1 || prefix.back() == '-') EXPECT_EQ(checked, kBad) << prefix;
     }
   }
 }

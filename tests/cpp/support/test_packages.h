@@ -42,14 +42,10 @@ inline const bool kTestMachineReady = (TestMachine::get(), true);
 
 inline std::string fixtureHostPath(const std::string& name) { return std::string(MSI_FIXTURE_DIR) + "/" + name + ".msi"; }
 
-// The Windows path of a host path (Z:\... outside the machine's drives).
-inline platform::wstring windowsPath(const std::string& hostPath) {
-  TestMachine::get();
-  return emulated::toWindowsPath(hostPath);
+// A built fixture, read in place through its Z: path (outside the machine's drives).
+inline platform::wstring fixture(const std::string& name) {
+  return TestMachine::get(), emulated::toWindowsPath(fixtureHostPath(name));
 }
-
-// A built fixture, read in place through its Z: path.
-inline platform::wstring fixture(const std::string& name) { return windowsPath(fixtureHostPath(name)); }
 
 inline std::string readBytes(const std::string& hostPath) {
   std::ifstream in(hostPath, std::ios::binary);

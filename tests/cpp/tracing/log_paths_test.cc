@@ -16,10 +16,7 @@ class LogPaths : public tracing_test::MachineTest {};
 
 // Each call prefixes the paths again, with one separator unless the directory ends in "\" or "/".
 TEST_F(LogPaths, EachDirectoryIsPrefixedWithOneSeparator) {
-  const struct {
-    std::vector<const char16_t*> directories;
-    const char* prefix;
-  } cases[] = {
+  const struct { std::vector<const char16_t*> directories; const char* prefix; } cases[] = {
       {{u"C:\\Logs"}, "C:\\Logs\\"}, {{u"C:\\Logs\\"}, "C:\\Logs\\"}, {{u"C:/Logs/"}, "C:/Logs/"}, {{u""}, ""},
       {{u"C:\\Logs", u"C:\\Logs\\", u"D:"}, "D:\\C:\\Logs\\C:\\Logs\\"},
   };
